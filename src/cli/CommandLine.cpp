@@ -1,0 +1,84 @@
+#include "CommandLine.h"
+
+#include "TagsCommand.h"
+
+#include <array>
+
+namespace sonvale {
+
+namespace {
+
+struct Command {
+    const char* name;
+    const char* usage;
+    const char* summary;
+    int (*run)(const CommandContext&);
+};
+
+constexpr std::array kCommands = {
+    Command{"tags", "tags FILE...",
+            "Reads each FILE as the library does for a new file and prints one JSON object per line\n"
+            "      with the keys path, fileType, offset, title, artist, album, track, duration, bitRate,\n"
+            "      sampleRate, channels, size, timestamp, metaVersion, lyrics, chapters, genre,\n"
+            "      hasArtwork and artworkBytes. Exits with 1 when a FILE does not exist.",
+            &TagsCommand::run},
+};
+
+void print(FILE* stream, const QString& text) {
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, bytes.size(), stream);
+}
+
+int usageError(FILE* err, const QString& message) {
+    print(err, QStringLiteral("sonvale-cli: %1\nTry 'sonvale-cli --help'.\n").arg(message));
+    return 2;
+}
+
+}  // namespace
+
+QString CommandLine::helpText() {
+    QString text = QStringLiteral(
+        "Usage: sonvale-cli [--data-dir DIR] COMMAND [ARGUMENTS...]\n"
+        "\n"
+        "Sonvale's command-line face: the same library, tag readers and player as the windows.\n"
+        "\n"
+        "Options for every command:\n"
+        "  --data-dir DIR  keep the database in DIR instead of $XDG_DATA_HOME/Sonvale\n"
+        "  -h, --help      show this help\n"
+        "\n"
+        "Commands:\n");
+    for (const Command& command : kCommands) {
+        text += QStringLiteral("  %1\n      %2\n").arg(QLatin1String(command.usage), QLatin1String(command.summary));
+    }
+    return text;
+}
+
+int CommandLine::run(const QStringList& arguments, FILE* out, FILE* err) {
+    CommandContext context{{}, {}, out, err};
+    QString commandName;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString& arg = arguments[i];
+        if (!commandName.isEmpty()) {
+            context.args.append(arg);
+        } else if (arg == QLatin1String("-h") || arg == QLatin1String("--help")) {
+            print(out, helpText());
+            return 0;
+        } else if (arg == QLatin1String("--data-dir")) {
+            if (++i >= arguments.size()) return usageError(err, QStringLiteral("--data-dir needs a directory"));
+            context.dataDir = arguments[i];
+        } else if (arg.startsWith(QLatin1String("--data-dir="))) {
+            context.dataDir = arg.mid(int(sizeof "--data-dir=") - 1);
+        } else if (arg.startsWith(QLatin1Char('-'))) {
+            return usageError(err, QStringLiteral("unknown option '%1'").arg(arg));
+        } else {
+            commandName = arg;
+        }
+    }
+    if (commandName.isEmpty()) return usageError(err, QStringLiteral("no command given"));
+    for (const Command& command : kCommands) {
+        if (commandName == QLatin1String(command.name)) return command.run(context);
+    }
+    return usageError(err, QStringLiteral("unknown command '%1'").arg(commandName));
+}
+
+}  // namespace sonvale

@@ -1,0 +1,30 @@
+#include "AudioInfo.h"
+
+#include <algorithm>
+
+namespace sonvale {
+
+QList<Chapter> finalizeChapters(QList<Chapter> chapters, double duration) {
+    // `!(start >= 0)` also drops NaN starts.
+    chapters.removeIf([](const Chapter& c) { return !(c.start >= 0); });
+    std::stable_sort(chapters.begin(), chapters.end(),
+                     [](const Chapter& a, const Chapter& b) { return a.start < b.start; });
+    for (qsizetype i = 0; i < chapters.size(); ++i) {
+        const double next = i + 1 < chapters.size() ? chapters[i + 1].start : duration;
+        Chapter& c = chapters[i];
+        if (c.end <= c.start && c.start < next) c.end = next;
+    }
+    return chapters;
+}
+
+QString trimTagText(const QString& text) {
+    auto isTrimmed = [](QChar c) { return c.isSpace() || c.unicode() == 0; };
+    qsizetype begin = 0;
+    qsizetype end = text.size();
+    while (begin < end && isTrimmed(text[begin])) ++begin;
+    while (end > begin && isTrimmed(text[end - 1])) --end;
+    if (begin == 0 && end == text.size()) return text;
+    return text.mid(begin, end - begin);
+}
+
+}  // namespace sonvale

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QString>
+
+#include <optional>
+
+namespace sonvale {
+
+// The last-resort source of technical values: asks libavformat about the first audio stream
+// of a file. Blocking file input; thread-safe (one demuxer per call). Nothing when the file
+// can't be opened as audio.
+class AudioProbe {
+public:
+    struct Format {
+        double sampleRate = 0;
+        qint64 channels = 0;
+        qint64 frames = 0;  // length in sample frames; 0 when unknown
+    };
+
+    static std::optional<Format> probe(const QString& path);
+};
+
+}  // namespace sonvale
