@@ -17,14 +17,18 @@ QList<Chapter> finalizeChapters(QList<Chapter> chapters, double duration) {
     return chapters;
 }
 
-QString trimTagText(const QString& text) {
+QStringView trimTagText(QStringView text) {
     auto isTrimmed = [](QChar c) { return c.isSpace() || c.unicode() == 0; };
     qsizetype begin = 0;
     qsizetype end = text.size();
     while (begin < end && isTrimmed(text[begin])) ++begin;
     while (end > begin && isTrimmed(text[end - 1])) --end;
-    if (begin == 0 && end == text.size()) return text;
-    return text.mid(begin, end - begin);
+    return text.sliced(begin, end - begin);
+}
+
+QString trimTagText(const QString& text) {
+    const QStringView trimmed = trimTagText(QStringView(text));
+    return trimmed.size() == text.size() ? text : trimmed.toString();
 }
 
 }  // namespace sonvale

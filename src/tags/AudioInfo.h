@@ -57,5 +57,6 @@ QList<Chapter> finalizeChapters(QList<Chapter> chapters, double duration);
 // Trims white space, newlines and NUL characters from both ends, as every reader does with
 // the texts it returns.
 QString trimTagText(const QString& text);
+QStringView trimTagText(QStringView text);
 
 }  // namespace sonvale

@@ -3,8 +3,8 @@
 #include "Format.h"
 #include "ID3Reader.h"
 
-#include <QStringDecoder>
 
+#include <algorithm>
 #include <cmath>
 
 namespace sonvale {
@@ -16,11 +16,61 @@ constexpr qint64 kStreamInfoBytes = 34;
 constexpr qint64 kMinStreamInfoBytes = 18;
 constexpr qsizetype kReservedComments = 64;
 
-std::optional<QString> decodeUtf8(ByteView bytes) {
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = decoder.decode(QByteArrayView(bytes.data(), bytes.size()));
-    if (decoder.hasError()) return std::nullopt;
-    return text;
+// Strict UTF-8 (no overlong forms, surrogates or code points past U+10FFFF).
+bool isValidUtf8(ByteView bytes) {
+    const auto* p = reinterpret_cast<const uint8_t*>(bytes.data());
+    const auto* end = p + bytes.size();
+    while (p < end) {
+        const uint8_t b = *p;
+        if (b < 0x80) {
+            ++p;
+            continue;
+        }
+        int extra = 0;
+        uint32_t min = 0;
+        uint32_t cp = 0;
+        if ((b & 0xE0) == 0xC0) { extra = 1; min = 0x80; cp = b & 0x1F; }
+        else if ((b & 0xF0) == 0xE0) { extra = 2; min = 0x800; cp = b & 0x0F; }
+        else if ((b & 0xF8) == 0xF0) { extra = 3; min = 0x10000; cp = b & 0x07; }
+        else return false;
+        if (end - p <= extra) return false;
+        for (int k = 1; k <= extra; ++k) {
+            if ((p[k] & 0xC0) != 0x80) return false;
+            cp = (cp << 6) | (p[k] & 0x3F);
+        }
+        if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
+        p += extra + 1;
+    }
+    return true;
+}
+
+// Key comparison as after upper-casing the key: ASCII keys are compared without decoding;
+// any other key goes through full Unicode upper-casing, as a few letters fold onto ASCII.
+bool keyIs(QByteArrayView key, QLatin1StringView upper) {
+    const bool ascii = std::all_of(key.begin(), key.end(), [](char c) { return uchar(c) < 0x80; });
+    if (ascii) return key.size() == upper.size() && qstrnicmp(key.data(), key.size(), upper.data(), upper.size()) == 0;
+    return QString::fromUtf8(key).toUpper() == upper;
+}
+
+// Calls `visit(key, value)` for each comment that has an "=", in order. A malformed comment
+// (length outside the body, invalid UTF-8) ends the walk; what came before it stands.
+template <typename Visit>
+void forEachComment(ByteView body, Visit visit) {
+    const auto vendorLength = body.le32(0);
+    if (!vendorLength) return;
+    const auto count = body.le32(qint64(*vendorLength) + 4);
+    if (!count) return;
+    qint64 p = qint64(*vendorLength) + 8;
+    for (uint32_t i = 0; i < *count; ++i) {
+        const auto length = body.le32(p);
+        if (!length) return;
+        const auto text = body.sub(p + 4, *length);
+        if (!text || !isValidUtf8(*text)) return;
+        p += 4 + qint64(*length);
+        const qint64 equals = text->indexOf('=');
+        if (equals < 0) continue;
+        visit(QByteArrayView(text->data(), equals), QByteArrayView(text->data() + equals + 1, text->size() - equals - 1));
+    }
 }
 
 const FLACReader::Block* firstOfType(const QList<FLACReader::Block>& blocks, uint8_t type) {
@@ -47,26 +97,30 @@ std::optional<StreamInfo> parseStreamInfo(ByteView body) {
     return info;
 }
 
-// Applies the Vorbis comment key table to the tags: first value wins for single fields,
-// every value is kept for artists.
-void applyComments(const QList<QPair<QString, QString>>& comments, AudioTags& tags) {
-    for (const auto& [key, raw] : comments) {
-        const QString value = trimTagText(raw);
-        if (value.isEmpty()) continue;
-        if (key == QLatin1String("TITLE")) {
-            if (!tags.title) tags.title = value;
-        } else if (key == QLatin1String("ALBUM")) {
-            if (!tags.album) tags.album = value;
-        } else if (key == QLatin1String("TRACKNUMBER")) {
-            if (!tags.trackNumber) tags.trackNumber = Format::normalizeTrackNumber(value);
-        } else if (key == QLatin1String("GENRE")) {
-            if (!tags.genre) tags.genre = value;
-        } else if (key == QLatin1String("LYRICS") || key == QLatin1String("UNSYNCEDLYRICS")) {
-            if (!tags.lyrics) tags.lyrics = value;
-        } else if (key == QLatin1String("ARTIST")) {
-            tags.artists.append(value);
+// Applies the Vorbis comment key table: the first usable value wins for single fields, every
+// value is kept for artists. Only the values of known keys are decoded.
+bool applyComments(ByteView body, AudioTags& tags) {
+    bool picture = false;
+    forEachComment(body, [&](QByteArrayView key, QByteArrayView raw) {
+        if (keyIs(key, QLatin1StringView("METADATA_BLOCK_PICTURE"))) {
+            picture = true;
+            return;
         }
-    }
+        std::optional<QString>* single = nullptr;
+        if (keyIs(key, QLatin1StringView("TITLE"))) single = &tags.title;
+        else if (keyIs(key, QLatin1StringView("ALBUM"))) single = &tags.album;
+        else if (keyIs(key, QLatin1StringView("GENRE"))) single = &tags.genre;
+        else if (keyIs(key, QLatin1StringView("LYRICS")) || keyIs(key, QLatin1StringView("UNSYNCEDLYRICS"))) single = &tags.lyrics;
+        else if (keyIs(key, QLatin1StringView("TRACKNUMBER"))) single = &tags.trackNumber;
+        else if (!keyIs(key, QLatin1StringView("ARTIST"))) return;
+        if (single && *single) return;
+        const QString value = trimTagText(QString::fromUtf8(raw));
+        if (value.isEmpty()) return;
+        if (!single) tags.artists.append(value);
+        else if (single == &tags.trackNumber) tags.trackNumber = Format::normalizeTrackNumber(value);
+        else *single = value;
+    });
+    return picture;
 }
 
 void mergeID3(const ID3Tag& id3, AudioInfo& info) {
@@ -86,16 +140,16 @@ void mergeID3(const ID3Tag& id3, AudioInfo& info) {
 QList<FLACReader::Block> FLACReader::readBlocks(const FileBytes& file, qint64 offset) {
     QList<Block> blocks;
     if (offset < 0 || offset > file.size() - 4) return blocks;
-    const auto magic = file.read(offset, 4);
-    if (!magic || *magic != "fLaC") return blocks;
+    QByteArray buffer;
+    const auto magic = file.view(offset, 4, buffer);
+    if (!magic || !magic->startsWith("fLaC")) return blocks;
     qint64 p = offset + 4;
     for (int i = 0; i < kMaxBlocks && p <= file.size() - 4; ++i) {
-        const auto header = file.read(p, 4);
+        const auto header = file.view(p, 4, buffer);
         if (!header) break;
-        const ByteView h(*header);
-        const uint8_t first = *h.u8(0);
+        const uint8_t first = *header->u8(0);
         const qint64 bodyOffset = p + 4;
-        const qint64 length = *h.be24(1);
+        const qint64 length = *header->be24(1);
         if (bodyOffset + length > file.size()) break;
         blocks.append({static_cast<uint8_t>(first & 0x7F), bodyOffset, length});
         p = bodyOffset + length;
@@ -108,9 +162,10 @@ std::optional<AudioInfo> FLACReader::readInfo(const FileBytes& file, qint64 offs
     const QList<Block> blocks = readBlocks(file, offset);
     const Block* streamInfoBlock = firstOfType(blocks, StreamInfo);
     if (!streamInfoBlock) return std::nullopt;
-    const auto body = file.read(streamInfoBlock->offset, std::min(streamInfoBlock->length, kStreamInfoBytes));
+    QByteArray buffer;
+    const auto body = file.view(streamInfoBlock->offset, std::min(streamInfoBlock->length, kStreamInfoBytes), buffer);
     if (!body) return std::nullopt;
-    const auto stream = parseStreamInfo(ByteView(*body));
+    const auto stream = parseStreamInfo(*body);
     if (!stream) return std::nullopt;
 
     AudioInfo info;
@@ -125,15 +180,10 @@ std::optional<AudioInfo> FLACReader::readInfo(const FileBytes& file, qint64 offs
         props.bitRate = std::llround(double(audioBytes) * 8.0 / props.duration);
     }
 
-    QList<QPair<QString, QString>> comments;
+    bool commentPicture = false;
     if (const Block* vc = firstOfType(blocks, VorbisComment)) {
-        if (const auto vcBody = file.read(vc->offset, vc->length)) comments = readVorbisComments(ByteView(*vcBody));
+        if (const auto vcBody = file.view(vc->offset, vc->length, buffer)) commentPicture = applyComments(*vcBody, info.tags);
     }
-    applyComments(comments, info.tags);
-
-    const bool commentPicture = std::any_of(comments.begin(), comments.end(), [](const auto& pair) {
-        return pair.first == QLatin1String("METADATA_BLOCK_PICTURE");
-    });
     info.hasArtwork = commentPicture || firstOfType(blocks, Picture) != nullptr;
 
     if (offset >= 1) {
@@ -144,24 +194,10 @@ std::optional<AudioInfo> FLACReader::readInfo(const FileBytes& file, qint64 offs
 
 QList<QPair<QString, QString>> FLACReader::readVorbisComments(ByteView body) {
     QList<QPair<QString, QString>> pairs;
-    const auto vendorLength = body.le32(0);
-    if (!vendorLength) return pairs;
-    const auto count = body.le32(qint64(*vendorLength) + 4);
-    if (!count) return pairs;
     pairs.reserve(kReservedComments);
-    qint64 p = qint64(*vendorLength) + 8;
-    for (uint32_t i = 0; i < *count; ++i) {
-        const auto length = body.le32(p);
-        if (!length) break;
-        const auto bytes = body.sub(p + 4, *length);
-        if (!bytes) break;
-        const auto text = decodeUtf8(*bytes);
-        if (!text) break;
-        p += 4 + qint64(*length);
-        const qsizetype equals = text->indexOf(QLatin1Char('='));
-        if (equals < 0) continue;
-        pairs.append({text->left(equals).toUpper(), text->mid(equals + 1)});
-    }
+    forEachComment(body, [&](QByteArrayView key, QByteArrayView value) {
+        pairs.append({QString::fromUtf8(key).toUpper(), QString::fromUtf8(value)});
+    });
     return pairs;
 }
 

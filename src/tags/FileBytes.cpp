@@ -18,22 +18,41 @@ std::optional<FileBytes> FileBytes::open(const QString& path) {
     struct stat st {};
     // O_NONBLOCK keeps a FIFO from blocking the open; only regular files have tags to read.
     if (::fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode) || st.st_size < 1) return std::nullopt;
-    return FileBytes(std::move(fd), static_cast<qint64>(st.st_size));
+    FileBytes file(std::move(fd), static_cast<qint64>(st.st_size));
+    file.head_.resize(std::min(file.size_, kHeadSize));
+    if (!file.preadFully(file.head_.data(), 0, file.head_.size())) return std::nullopt;
+    return file;
+}
+
+bool FileBytes::preadFully(char* into, qint64 offset, qint64 count) const {
+    qint64 done = 0;
+    while (done < count) {
+        const ssize_t n = ::pread(fd_.get(), into + done, static_cast<size_t>(count - done), offset + done);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return false;
+        done += n;
+    }
+    return true;
 }
 
 std::optional<QByteArray> FileBytes::read(qint64 offset, qint64 count) const {
     if (count < 1 || offset < 0 || count > size_ || offset > size_ - count || count > kMaxRead) {
         return std::nullopt;
     }
+    if (count <= head_.size() && offset <= head_.size() - count) return head_.mid(offset, count);
     QByteArray bytes(count, '\0');
-    qint64 done = 0;
-    while (done < count) {
-        const ssize_t n = ::pread(fd_.get(), bytes.data() + done, static_cast<size_t>(count - done), offset + done);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return std::nullopt;
-        done += n;
-    }
+    if (!preadFully(bytes.data(), offset, count)) return std::nullopt;
     return bytes;
+}
+
+std::optional<ByteView> FileBytes::view(qint64 offset, qint64 count, QByteArray& buffer) const {
+    if (count >= 1 && offset >= 0 && count <= head_.size() && offset <= head_.size() - count) {
+        return ByteView(head_.constData() + offset, count);
+    }
+    auto bytes = read(offset, count);
+    if (!bytes) return std::nullopt;
+    buffer = std::move(*bytes);
+    return ByteView(buffer);
 }
 
 std::optional<QByteArray> FileBytes::readUpTo(qint64 offset, qint64 max) const {

@@ -9,10 +9,11 @@
 namespace sonvale::Format {
 
 std::optional<QString> normalizeTrackNumber(const QString& text) {
-    const QString piece = trimTagText(text.section(QLatin1Char('/'), 0, 0));
+    const qsizetype slash = text.indexOf(QLatin1Char('/'));
+    const QStringView piece = trimTagText(QStringView(text).left(slash < 0 ? text.size() : slash));
     if (piece.isEmpty()) return std::nullopt;
     for (QChar c : piece) {
-        if (c < QLatin1Char('0') || c > QLatin1Char('9')) return piece;
+        if (c < QLatin1Char('0') || c > QLatin1Char('9')) return piece.toString();
     }
     bool ok = false;
     const qlonglong value = piece.toLongLong(&ok);
