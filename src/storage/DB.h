@@ -28,7 +28,8 @@ public:
     DB();
     // The database in `dataDirectory`, which is made with its parents when missing.
     explicit DB(const QString& dataDirectory);
-    // Climbs only up to `targetVersion`: for tests that need a file at an older version.
+    // Climbs only up to `targetVersion` (at most kSchemaVersion): for tests that need a file
+    // at an older version.
     DB(const QString& dataDirectory, int targetVersion);
 
     DB(const DB&) = delete;

@@ -88,12 +88,6 @@ TEST_F(SQLiteQueueTest, ClosedConnectionIsReopenedOnNextUse) {
     EXPECT_TRUE(log.contains(QStringLiteral("SQLiteQueue could not reopen database for path ") + path));
 }
 
-TEST_F(SQLiteQueueTest, OpeningFailsForAPathThatCannotBeADatabase) {
-    EXPECT_FALSE(SQLiteQueue::open(dir.path()));
-    EXPECT_EQ(log.lines(), QStringList({QStringLiteral("error opening!: 14"),
-                                        QStringLiteral("Could not create database queue for path ") + dir.path()}));
-}
-
 TEST_F(SQLiteQueueTest, BlocksFromManyThreadsRunOneAtATime) {
     constexpr int kThreads = 6;
     constexpr int kRounds = 60;
