@@ -1,0 +1,81 @@
+#include "DB.h"
+
+#include "Migrations.h"
+#include "StorageLog.h"
+
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
+
+namespace sonvale {
+
+static_assert(DB::kSchemaVersion == Migrations::kCurrentVersion);
+
+QString DB::defaultDataDirectory() {
+    const QString dir = QDir(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation))
+                            .filePath(QStringLiteral("Sonvale"));
+    // A failure shows up when the database file cannot be opened.
+    QDir().mkpath(dir);
+    return dir;
+}
+
+DB::DB() : DB(defaultDataDirectory()) {}
+
+DB::DB(const QString& dataDirectory) : DB(dataDirectory, kSchemaVersion) {}
+
+DB::DB(const QString& dataDirectory, int targetVersion)
+    : dataDirectory_(dataDirectory), path_(QDir(dataDirectory).filePath(fileName())) {
+    QDir().mkpath(dataDirectory_);
+    queue_ = SQLiteQueue::open(path_);
+    if (queue_) setUp();
+    migrate(targetVersion);
+}
+
+void DB::setUp() {
+    queue_->inDatabase([](SQLiteDatabase& db) {
+        db.setShouldCacheStatements(true);
+        db.executeStatements(QStringLiteral("PRAGMA foreign_keys = ON;"));
+        // Durability on power loss is traded for speed on purpose: the library can be
+        // scanned again, and the playlist is saved often.
+        db.executeStatements(QStringLiteral("PRAGMA synchronous = %1;").arg(qint32(0)));
+    });
+}
+
+void DB::migrate(int targetVersion) {
+    if (!queue_) return;
+    quint32 current = 0;
+    queue_->inDatabase([&](SQLiteDatabase& db) { current = quint32(db.userVersion()); });
+    qCInfo(lcDb, "DB schema: %ld / %ld", long(current), long(targetVersion));
+    // A file from a newer version is used as it is.
+    if (current >= quint32(targetVersion)) return;
+    if (current != 0) backUp();
+
+    queue_->inTransaction([&](SQLiteDatabase& db, bool& rollback) {
+        const auto execute = [&db](const QString& sql) {
+            auto cursor = db.executeQuery(sql);
+            return cursor && cursor->step() == SQLiteCode::done;
+        };
+        for (int version = int(current) + 1; version <= targetVersion; ++version) {
+            if (!Migrations::runStep(version, execute, dataDirectory_)) {
+                rollback = true;
+                qCCritical(lcDb, "DB error: %s", qUtf8Printable(db.lastErrorMessage()));
+                qCCritical(lcDb, "DB migration to %ld failed, rolling back", long(version));
+                return;
+            }
+            if (auto cursor = db.executeQuery(QStringLiteral("pragma user_version = %1").arg(version))) cursor->step();
+            qCInfo(lcDb, "DB migrated to %ld", long(version));
+        }
+    });
+}
+
+void DB::backUp() {
+    qint64 version = 0;
+    queue_->inDatabase([&](SQLiteDatabase& db) { version = db.userVersion(); });
+    const QString backup = path_ + QStringLiteral(".bak.") + QString::number(version);
+    // Copying never replaces a file, so after a failed climb the first backup of this version
+    // is kept; a failure here does not stop the climb.
+    QFile::copy(path_, backup);
+    qCInfo(lcDb, "DB backup created at %s", qUtf8Printable(backup));
+}
+
+}  // namespace sonvale

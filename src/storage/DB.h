@@ -1,0 +1,53 @@
+#pragma once
+
+#include "SQLiteQueue.h"
+
+#include <QString>
+
+#include <memory>
+
+namespace sonvale {
+
+// The application's library database: the file "Sonvale DB.sqlite" in the data directory,
+// opened, set up (statement cache, foreign keys on, synchronous writes off) and brought to
+// the current schema when constructed. Construction never fails: when the file cannot be
+// opened the database has no queue and every operation does nothing and returns its empty
+// result; when the schema cannot be upgraded the file keeps its version (everything rolled
+// back) and the database is used as it is. All work runs on the queue; the object may be
+// used from any thread.
+class DB {
+public:
+    static constexpr int kSchemaVersion = 36;
+
+    // $XDG_DATA_HOME/Sonvale (~/.local/share/Sonvale by default), made with its parents when
+    // missing.
+    static QString defaultDataDirectory();
+    static QString fileName() { return QStringLiteral("Sonvale DB.sqlite"); }
+
+    // The database in the default data directory.
+    DB();
+    // The database in `dataDirectory`, which is made with its parents when missing.
+    explicit DB(const QString& dataDirectory);
+    // Climbs only up to `targetVersion` (at most kSchemaVersion): for tests that need a file
+    // at an older version.
+    DB(const QString& dataDirectory, int targetVersion);
+
+    DB(const DB&) = delete;
+    DB& operator=(const DB&) = delete;
+
+    const QString& dataDirectory() const { return dataDirectory_; }
+    const QString& path() const { return path_; }
+    // nullptr when the file could not be opened.
+    SQLiteQueue* queue() const { return queue_.get(); }
+
+private:
+    void setUp();
+    void migrate(int targetVersion);
+    void backUp();
+
+    const QString dataDirectory_;
+    const QString path_;
+    std::unique_ptr<SQLiteQueue> queue_;
+};
+
+}  // namespace sonvale
