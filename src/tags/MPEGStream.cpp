@@ -20,6 +20,10 @@ constexpr qint64 kScanStep = 4096;
 constexpr int kMaxStackedTags = 4;
 // The VBRI header sits at a fixed place, 32 bytes behind the frame header.
 constexpr qint64 kVBRIOffset = MPEGFrameHeader::kSize + 32;
+// Average rates a VBR header may claim: half the lowest and twice the highest frame bit rate,
+// leaving room for a tag or the header frame that an encoder counted in.
+constexpr double kMinAverageBitRate = 4000;
+constexpr double kMaxAverageBitRate = 896000;
 
 // Bytes read from the file, with the offset of their first byte.
 struct Window {
@@ -147,10 +151,15 @@ std::optional<VBRHeader> parseVBRI(ByteView frame) {
     return vbr;
 }
 
-// A stream much longer than its header says was most likely joined from several files, and
-// the header describes only the first of them.
-bool looksConcatenated(const VBRHeader& vbr, qint64 streamBytes) {
-    return vbr.bytes > 0 && streamBytes > vbr.bytes && streamBytes - vbr.bytes > vbr.bytes / 16;
+// Whether the header's counts can describe this stream. A stream much longer than its header
+// says was most likely joined from several files, and the header covers only the first; counts
+// whose average rate lies far outside the MPEG bit rates (8 to 448 kbit/s) are corrupt.
+bool trustworthy(const VBRHeader& vbr, const MPEGFrameHeader& h, qint64 streamBytes) {
+    if (vbr.frames <= 0) return false;
+    if (vbr.bytes > 0 && streamBytes > vbr.bytes && streamBytes - vbr.bytes > vbr.bytes / 16) return false;
+    const double seconds = double(vbr.frames) * h.samplesPerFrame / double(h.sampleRate);
+    const double rate = double(vbr.bytes > 0 ? vbr.bytes : streamBytes) * 8.0 / seconds;
+    return rate >= kMinAverageBitRate && rate <= kMaxAverageBitRate;
 }
 
 void applyVBRHeader(const VBRHeader& vbr, const Frame& first, const Frame& audio, qint64 end,
@@ -201,7 +210,7 @@ std::optional<AudioProperties> MPEGStream::read(const FileBytes& file, qint64 st
     AudioProperties props;
     props.sampleRate = h.sampleRate;
     props.channels = h.channels;
-    if (vbr && vbr->frames > 0 && !looksConcatenated(*vbr, end - first.offset)) {
+    if (vbr && trustworthy(*vbr, h, end - first.offset)) {
         applyVBRHeader(*vbr, first, audio, end, props);
     } else {
         props.bitRate = audio.header.bitRate;

@@ -216,7 +216,7 @@ TEST(MPEGStream, ReadsTruncatedStreamsAndRejectsEmptyRanges) {
     EXPECT_EQ(MPEGStream::read(*file, start, file->size() + 100), MPEGStream::read(*file, start, file->size()));
 }
 
-TEST(MPEGStream, FallsBackToBitRateWhenXingCountIsMissingOrTooSmall) {
+TEST(MPEGStream, FallsBackToBitRateWhenXingCountsAreUnusable) {
     MediaFactory media;
     const QString path = media.ffmpeg(QStringLiteral("cbr.mp3"), {"-c:a", "libmp3lame", "-b:a", "128k"}, 12);
     const auto bytes = MediaFactory::readAll(path);
@@ -224,14 +224,21 @@ TEST(MPEGStream, FallsBackToBitRateWhenXingCountIsMissingOrTooSmall) {
     const qint64 infoAt = bytes->indexOf("Info");
     ASSERT_GT(infoAt, 0);
 
+    // ffprobe, too, estimates from the bit rate when the header counts no frames.
     QByteArray noCount = *bytes;
-    noCount.replace(infoAt + 8, 4, QByteArray(4, '\0'));
-    const QString noCountPath = media.write("no-count.mp3", noCount);
-    const auto props = readStream(noCountPath);
-    const auto probe = ffprobe(noCountPath);
-    ASSERT_TRUE(props && probe);
-    EXPECT_EQ(props->bitRate, 128000);
-    expectWithin(props->duration, probe->duration, 0.005, QStringLiteral("frame count 0"));
+    noCount.replace(infoAt + 8, 4, be32(0));
+    const auto probe = ffprobe(media.write(QStringLiteral("no-count.mp3"), noCount));
+    ASSERT_TRUE(probe);
+
+    // No frames, and far too many frames for the bytes the header counts.
+    for (const uint32_t frameCount : {0u, 0x7FFFFFFFu}) {
+        QByteArray patched = *bytes;
+        patched.replace(infoAt + 8, 4, be32(frameCount));
+        const auto props = readStream(media.write(QStringLiteral("patched.mp3"), patched));
+        ASSERT_TRUE(props) << frameCount;
+        EXPECT_EQ(props->bitRate, 128000) << frameCount;
+        expectWithin(props->duration, probe->duration, 0.005, QStringLiteral("frame count %1").arg(frameCount));
+    }
 
     // Two files joined: the first one's header covers only half the stream.
     const QString joinedPath = media.write("joined.mp3", *bytes + *bytes);
