@@ -41,18 +41,17 @@ std::optional<ID3FrameWalker> ID3FrameWalker::open(const FileBytes& file, qint64
 
     const qint64 start = offset + ID3Header::kSize;
     const qint64 available = std::max<qint64>(0, std::min<qint64>(header->size, file.size() - start));
-    if (header->major == 2 && (header->flags & kV2Compressed)) return ID3FrameWalker(ID3Body(QByteArray()), *header);
-    if (header->major <= 3 && (header->flags & ID3Header::kUnsynchronisation)) {
+    ID3Body body(file, start, available);
+    if (header->major == 2 && (header->flags & kV2Compressed)) {
+        body = ID3Body(QByteArray());
+    } else if (header->major <= 3 && (header->flags & ID3Header::kUnsynchronisation)) {
         // Versions 2.2 and 2.3 unsynchronise the whole tag, frame headers included, so the
         // frames can only be found in the decoded body.
-        const qint64 count = std::min(available, FileBytes::kMaxRead);
-        const auto bytes = count > 0 ? file.read(start, count) : std::optional<QByteArray>(QByteArray());
+        const auto bytes = body.read(0, std::min(available, FileBytes::kMaxRead));
         if (!bytes) return std::nullopt;
-        ID3FrameWalker walker(ID3Body(resynchronise(*bytes)), *header);
-        if (header->major == 3 && (header->flags & ID3Header::kExtendedHeader)) walker.skipExtendedHeader();
-        return walker;
+        body = ID3Body(resynchronise(*bytes));
     }
-    ID3FrameWalker walker(ID3Body(file, start, available), *header);
+    ID3FrameWalker walker(std::move(body), *header);
     if (header->major >= 3 && (header->flags & ID3Header::kExtendedHeader)) walker.skipExtendedHeader();
     return walker;
 }

@@ -140,7 +140,8 @@ std::optional<ID3Tag> ID3Reader::readTag(const FileBytes& file, qint64 offset) {
         const Field field = fieldOf(frame->id);
         if (!wanted(field, tag)) continue;
         const bool chapterFrame = field == Field::Chapter || field == Field::Table;
-        const qint64 max = field == Field::Picture ? kPictureHeaderBytes : chapterFrame ? kMaxChapterBytes : kMaxTextBytes;
+        const qint64 max =
+            field == Field::Picture ? kPictureHeaderBytes : chapterFrame ? kMaxChapterBytes : kMaxTextBytes;
         const auto content = walker->content(*frame, max);
         if (!content) continue;
         const ByteView view(*content);
