@@ -27,7 +27,11 @@ std::optional<std::pair<QByteArray, qint64>> elementId(ByteView bytes, qint64 fr
 }
 
 QString embeddedTitle(const QByteArray& frames, const ID3Header& header) {
-    ID3FrameWalker walker(ID3Body(frames), header);
+    // The chapter frame's data has been resynchronised as a whole already; only an embedded
+    // frame's own flag can still ask for it.
+    ID3Header embedded = header;
+    embedded.flags &= ~ID3Header::kUnsynchronisation;
+    ID3FrameWalker walker(ID3Body(frames), embedded);
     while (const auto frame = walker.next()) {
         if (frame->id != "TIT2") continue;
         const auto content = walker.content(*frame, kMaxTitleBytes);

@@ -119,6 +119,12 @@ std::optional<PictureHeader> pictureHeader(ByteView content, uint8_t major) {
     return PictureHeader{*type, *dataStart};
 }
 
+// Whether a picture frame whose head is `head` has image data (it may lie beyond the head).
+bool holdsPicture(ByteView head, const ID3Frame& frame, uint8_t major) {
+    const auto header = pictureHeader(head, major);
+    return header && (header->dataStart < head.size() || frame.size > kPictureHeaderBytes);
+}
+
 std::optional<QByteArray> pictureData(ID3FrameWalker& walker, const ID3Frame& frame) {
     if (frame.size > FileBytes::kMaxRead) return std::nullopt;
     const auto content = walker.content(frame, frame.size);
@@ -146,7 +152,7 @@ std::optional<ID3Tag> ID3Reader::readTag(const FileBytes& file, qint64 offset) {
         if (!content) continue;
         const ByteView view(*content);
         switch (field) {
-        case Field::Picture: tag.hasPicture = pictureHeader(view, walker->header().major).has_value(); break;
+        case Field::Picture: tag.hasPicture = holdsPicture(view, *frame, walker->header().major); break;
         case Field::Lyrics: tag.tags.lyrics = lyricsText(view); break;
         case Field::Chapter: chapters.addChapter(*content, walker->header()); break;
         case Field::Table: chapters.addTable(*content); break;

@@ -202,6 +202,11 @@ TEST(ID3Reader, UndoesUnsynchronisation) {
     const auto allFrames = files.readTag(tag(4, frame(4, "TIT2", unsynchronise(latin1(title))), 0x80));
     ASSERT_TRUE(allFrames);
     EXPECT_EQ(allFrames->tags.title, expected);
+    // A chapter's embedded frames are resynchronised once, with the chapter.
+    const QByteArray chapterData = unsynchronise(chapter("c", 0, 1000, QByteArray("a\xFF\0b", 4)).mid(10));
+    const auto embedded = files.readTag(tag(4, frame(4, "CHAP", chapterData), 0x80));
+    ASSERT_TRUE(embedded);
+    EXPECT_EQ(embedded->chapters, (QList<Chapter>{{0, 1, QStringLiteral("aÿ")}}));
 }
 
 TEST(ID3Reader, SkipsCompressedAndEncryptedFramesAndGroupingBytes) {
@@ -297,6 +302,7 @@ TEST(ID3Reader, PrefersTheFrontCover) {
     EXPECT_EQ(files.readPicture(tag(3, back + utf16Front)), "FRONT");
     EXPECT_EQ(files.readPicture(tag(3, back + picture(3, 0, "OTHER"))), "BACK");
     EXPECT_EQ(files.readPicture(tag(3, picture(3, 3, "") + back)), "BACK");  // no data: not a picture
+    EXPECT_FALSE(files.readTag(tag(3, picture(3, 3, ""))).value_or(ID3Tag{}).hasPicture);
     EXPECT_FALSE(files.readPicture(tag(3, frame(3, "TIT2", latin1("Title")))));
 }
 
