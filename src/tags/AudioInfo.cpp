@@ -17,6 +17,15 @@ QList<Chapter> finalizeChapters(QList<Chapter> chapters, double duration) {
     return chapters;
 }
 
+void fillMissing(AudioTags& tags, const AudioTags& from) {
+    if (!tags.title) tags.title = from.title;
+    if (!tags.album) tags.album = from.album;
+    if (!tags.trackNumber) tags.trackNumber = from.trackNumber;
+    if (!tags.genre) tags.genre = from.genre;
+    if (!tags.lyrics) tags.lyrics = from.lyrics;
+    if (tags.artists.isEmpty()) tags.artists = from.artists;
+}
+
 QStringView trimTagText(QStringView text) {
     auto isTrimmed = [](QChar c) { return c.isSpace() || c.unicode() == 0; };
     qsizetype begin = 0;

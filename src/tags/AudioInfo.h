@@ -54,6 +54,10 @@ struct AudioInfo {
 // its successor keeps its end as it is.
 QList<Chapter> finalizeChapters(QList<Chapter> chapters, double duration);
 
+// Gives each of title, album, track number, genre and lyrics that `tags` lacks the value of
+// `from`, and the artists of `from` when `tags` has none: how a secondary tag fills in.
+void fillMissing(AudioTags& tags, const AudioTags& from);
+
 // Trims white space, newlines and NUL characters from both ends, as every reader does with
 // the texts it returns.
 QString trimTagText(const QString& text);

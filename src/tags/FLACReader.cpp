@@ -124,13 +124,7 @@ bool applyComments(ByteView body, AudioTags& tags) {
 }
 
 void mergeID3(const ID3Tag& id3, AudioInfo& info) {
-    AudioTags& tags = info.tags;
-    if (!tags.title) tags.title = id3.tags.title;
-    if (!tags.album) tags.album = id3.tags.album;
-    if (!tags.trackNumber) tags.trackNumber = id3.tags.trackNumber;
-    if (!tags.genre) tags.genre = id3.tags.genre;
-    if (!tags.lyrics) tags.lyrics = id3.tags.lyrics;
-    if (tags.artists.isEmpty()) tags.artists = id3.tags.artists;
+    fillMissing(info.tags, id3.tags);
     info.hasArtwork = info.hasArtwork || id3.hasPicture;
     info.chapters = finalizeChapters(id3.chapters, info.properties.duration);
 }

@@ -1,7 +1,7 @@
 #include "ID3v1Tag.h"
 
 #include "Format.h"
-#include "ID3Genres.h"
+#include "ID3Genre.h"
 
 namespace sonvale {
 
@@ -99,7 +99,7 @@ std::optional<AudioTags> ID3v1Tag::parse(ByteView tag) {
     if (*tag.u8(125) == 0 && *tag.u8(126) != 0) {
         tags.trackNumber = Format::normalizeTrackNumber(QString::number(*tag.u8(126)));
     }
-    tags.genre = id3GenreName(*tag.u8(127));
+    tags.genre = ID3Genre::name(*tag.u8(127));
     return tags;
 }
 

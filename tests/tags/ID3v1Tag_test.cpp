@@ -1,6 +1,6 @@
 #include "ID3v1Tag.h"
 
-#include "ID3Genres.h"
+#include "ID3Genre.h"
 #include "MediaFactory.h"
 
 #include <gtest/gtest.h>
@@ -75,12 +75,12 @@ TEST(ID3v1Tag, ParsesFieldsAndNamesGenres) {
     EXPECT_FALSE(plain->trackNumber);
     EXPECT_FALSE(plain->genre);
 
-    EXPECT_EQ(id3GenreName(0), QStringLiteral("Blues"));
-    EXPECT_EQ(id3GenreName(79), QStringLiteral("Hard Rock"));
-    EXPECT_EQ(id3GenreName(147), QStringLiteral("Synthpop"));
-    EXPECT_EQ(id3GenreName(191), QStringLiteral("Psybient"));
-    EXPECT_FALSE(id3GenreName(192));
-    EXPECT_FALSE(id3GenreName(-1));
+    EXPECT_EQ(ID3Genre::name(0), QStringLiteral("Blues"));
+    EXPECT_EQ(ID3Genre::name(79), QStringLiteral("Hard Rock"));
+    EXPECT_EQ(ID3Genre::name(147), QStringLiteral("Synthpop"));
+    EXPECT_EQ(ID3Genre::name(191), QStringLiteral("Psybient"));
+    EXPECT_FALSE(ID3Genre::name(192));
+    EXPECT_FALSE(ID3Genre::name(-1));
 
     QByteArray notATag = tag;
     notATag[2] = 'X';

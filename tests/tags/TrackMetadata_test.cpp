@@ -69,7 +69,7 @@ TEST(TrackMetadata, FallsBackToFileAndFolderNames) {
 TEST(TrackMetadata, ProbesAnMP3WithoutTagForTechnicalValues) {
     MediaFactory media;
     const QString path = media.ffmpeg(QStringLiteral("2020 Live.mp3"),
-                                      {QStringLiteral("-write_id3v2"), QStringLiteral("0"), QStringLiteral("-b:a"),
+                                      {QStringLiteral("-id3v2_version"), QStringLiteral("0"), QStringLiteral("-b:a"),
                                        QStringLiteral("128k")},
                                       2.0, 44100, 1);
     ASSERT_FALSE(path.isEmpty());
