@@ -30,15 +30,15 @@ std::optional<ByteView> config(ByteView children, uint32_t type) {
     return std::nullopt;
 }
 
-void applyEsds(ByteView esds, qint64 entryRate, qint64 entryChannels, MP4AudioEntry& out) {
+void applyEsds(ByteView esds, qint64 entryRate, MP4AudioEntry& out) {
     const auto decoder = MP4DecoderConfig::read(esds);
     if (!decoder) return;
     const uint32_t declared = decoder->avgBitrate != 0 ? decoder->avgBitrate : decoder->maxBitrate;
     if (declared > 0) out.bitRate = declared;
-    // A sample entry at twice the core rate means implicitly signalled SBR; a stereo entry
-    // over a mono core means implicit parametric stereo. Either way the entry is right.
+    // A sample entry at twice the core rate means implicitly signalled SBR; the entry is right
+    // then. Its channel count is not to be trusted: writers put 2 there for mono streams.
     if (decoder->sampleRate > 0 && entryRate != 2 * decoder->sampleRate) out.sampleRate = decoder->sampleRate;
-    if (decoder->channels > 0 && !(decoder->channels == 1 && entryChannels == 2)) out.channels = decoder->channels;
+    if (decoder->channels > 0) out.channels = decoder->channels;
 }
 
 // ALACSpecificConfig after version and flags: frame length (32), compatible version, bit
@@ -104,13 +104,12 @@ std::optional<MP4AudioEntry> MP4AudioEntry::read(ByteView stbl) {
         out.channels = *channels2;
     }
     const qint64 entryRate = out.sampleRate;
-    const qint64 entryChannels = out.channels;
     const ByteView children = entry.from(childOffset).value_or(ByteView{});
 
     if (const auto btrt = MP4Atoms::child(children, atomType("btrt"))) applyBtrt(*btrt, out);
     switch (first.type) {
     case atomType("mp4a"):
-        if (const auto esds = config(children, atomType("esds"))) applyEsds(*esds, entryRate, entryChannels, out);
+        if (const auto esds = config(children, atomType("esds"))) applyEsds(*esds, entryRate, out);
         break;
     case atomType("alac"):
         if (const auto cookie = config(children, atomType("alac"))) applyAlac(*cookie, out);
