@@ -72,7 +72,10 @@ AudioProperties readProperties(const Movie& movie, const MP4Track* audio) {
         props.bitRate = entry->bitRate;
     }
     if (props.bitRate == 0 && props.duration > 0) {
-        const qint64 bytes = MP4SampleTable::totalBytes(audio->sampleTable).value_or(movie.mediaDataBytes);
+        // Fragmented files keep their samples out of the movie's tables; then the media data
+        // atoms are the best measure left.
+        const qint64 tableBytes = MP4SampleTable::totalBytes(audio->sampleTable).value_or(0);
+        const qint64 bytes = tableBytes > 0 ? tableBytes : movie.mediaDataBytes;
         props.bitRate = std::llround(double(bytes) * 8.0 / props.duration);
     }
     return props;
