@@ -115,13 +115,20 @@ TEST(MP4Reader, TakesAlacAndPcmValuesFromTheCodecConfigurationOrTheSampleSizes) 
     EXPECT_NEAR(alac->properties.duration, 1.0, 0.01);
     EXPECT_GT(alac->properties.bitRate, 0);
 
-    // Nothing declares a bit rate for PCM: it comes from the sample sizes (16-bit mono).
-    const auto pcm = info(media.ffmpeg(QStringLiteral("pcm.mov"), {QStringLiteral("-c:a"), QStringLiteral("pcm_s16be")},
-                                       1.0, 44100, 1));
+    // Nothing declares a bit rate for PCM: it comes from the sample sizes (16-bit mono), or
+    // without a sample size table from the media data atoms.
+    const QString pcmPath = media.ffmpeg(QStringLiteral("pcm.mov"),
+                                         {QStringLiteral("-c:a"), QStringLiteral("pcm_s16be")}, 1.0, 44100, 1);
+    const auto pcm = info(pcmPath);
     ASSERT_TRUE(pcm);
     EXPECT_EQ(pcm->properties.sampleRate, 44100);
     EXPECT_EQ(pcm->properties.channels, 1);
     EXPECT_NEAR(double(pcm->properties.bitRate), 705600, 1000);
+    QByteArray noSizes = *MediaFactory::readAll(pcmPath);
+    noSizes.replace("stsz", "xxxx");
+    const auto measured = info(media, noSizes);
+    ASSERT_TRUE(measured);
+    EXPECT_NEAR(double(measured->properties.bitRate), 705600, 1000);
 }
 
 TEST(MP4Reader, ReturnsTheAttachedCover) {
