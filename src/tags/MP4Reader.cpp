@@ -86,7 +86,10 @@ QList<Chapter> readChapters(const FileBytes& file, ByteView moov, const QList<MP
                             const MP4Track* audio) {
     if (audio) {
         for (const uint32_t id : audio->chapterTrackIds) {
-            const auto track = std::find_if(tracks.begin(), tracks.end(), [id](const MP4Track& t) { return t.id == id; });
+            // Only text tracks: a reference to any other kind would make us read media data.
+            const auto track = std::find_if(tracks.begin(), tracks.end(), [id](const MP4Track& t) {
+                return t.id == id && (t.handler == atomType("text") || t.handler == atomType("sbtl"));
+            });
             if (track == tracks.end()) continue;
             if (auto chapters = MP4Chapters::readTextTrack(file, *track); chapters && !chapters->isEmpty()) {
                 return *chapters;

@@ -115,7 +115,13 @@ bool assignTimes(ByteView stbl, QList<MP4SampleTable::Sample>& samples) {
 std::optional<qint64> MP4SampleTable::totalBytes(ByteView stbl) {
     const auto sizes = readSizes(stbl);
     if (!sizes) return std::nullopt;
-    if (sizes->shared != 0) return qint64(sizes->shared) * qint64(sizes->count);
+    if (sizes->shared != 0) {
+        // Two 32-bit factors can exceed a signed 64-bit total; no real file comes near.
+        const uint64_t total = uint64_t(sizes->shared) * sizes->count;
+        if (total > uint64_t(INT64_MAX)) return std::nullopt;
+        return qint64(total);
+    }
+    // At most a table's worth of 32-bit sizes, so the sum stays far below the limit.
     qint64 total = 0;
     for (qint64 i = 0; i < sizes->count; ++i) total += sizes->at(i);
     return total;

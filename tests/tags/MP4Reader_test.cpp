@@ -241,6 +241,23 @@ TEST(MP4Reader, FailsWithoutACompleteMovieAtom) {
     EXPECT_FALSE(MP4Reader::readInfo(*outside, -1));
 }
 
+TEST(MP4Reader, MeasuresTheMediaDataWhenTheSampleSizesAreImpossible) {
+    MediaFactory media;
+    // One AAC track without a codec configuration whose 2^32 - 1 samples of 2^32 - 1 bytes
+    // each overflow any 64-bit total.
+    const QByteArray entry = atom("mp4a", QByteArray(6, '\0') + be(1, 2) + be(0, 8) + be(2, 2) + be(16, 2) +
+                                              be(0, 4) + be(44100u << 16, 4));
+    const QByteArray stbl = atom("stbl", atom("stsd", be(0, 4) + be(1, 4) + entry) +
+                                             atom("stsz", be(0, 4) + be(0xFFFFFFFF, 4) + be(0xFFFFFFFF, 4)));
+    const QByteArray mdia = atom("mdia", atom("mdhd", be(0, 12) + be(44100, 4) + be(88200, 4) + be(0, 4)) +
+                                             atom("hdlr", be(0, 8) + "soun" + QByteArray(13, '\0')) +
+                                             atom("minf", stbl));
+    const QByteArray trak = atom("trak", atom("tkhd", be(0, 12) + be(1, 4) + QByteArray(72, '\0')) + mdia);
+    const auto result = info(media, kFtyp + atom("moov", mvhd(1000, 2000) + trak) + atom("mdat", QByteArray(1000, 'x')));
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->properties, (AudioProperties{2.0, 4000, 44100, 2}));
+}
+
 TEST(MP4Reader, ReadsThePeerCorpusSafely) {
     const auto corpus = MediaFactory::peerCorpus();
     if (!corpus) GTEST_SKIP() << "peer corpus not present";
