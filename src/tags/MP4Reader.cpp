@@ -1,9 +1,135 @@
 #include "MP4Reader.h"
 
+#include "MP4Atom.h"
+#include "MP4AudioEntry.h"
+#include "MP4Chapters.h"
+#include "MP4ItemList.h"
+#include "MP4SampleTable.h"
+#include "MP4Track.h"
+
+#include <algorithm>
+#include <cmath>
+
 namespace sonvale {
 
-std::optional<AudioInfo> MP4Reader::readInfo(const FileBytes&, qint64) { return std::nullopt; }
+namespace {
 
-std::optional<QByteArray> MP4Reader::readPicture(const FileBytes&, qint64) { return std::nullopt; }
+// The movie atom's bytes and the total size of the media data atoms.
+struct Movie {
+    QByteArray bytes;
+    qint64 mediaDataBytes = 0;
+
+    ByteView view() const { return ByteView(bytes); }
+};
+
+std::optional<Movie> readMovie(const FileBytes& file, qint64 offset) {
+    std::optional<MP4Atom> moov;
+    Movie movie;
+    for (const MP4Atom& atom : MP4Atoms::topLevel(file, offset)) {
+        if (atom.type == atomType("moov") && !moov) moov = atom;
+        if (atom.type == atomType("mdat")) movie.mediaDataBytes += atom.size;
+    }
+    if (!moov || moov->size > MP4Reader::kMaxMovieBytes) return std::nullopt;
+    auto bytes = file.read(moov->offset, moov->size);
+    if (!bytes) return std::nullopt;
+    movie.bytes = std::move(*bytes);
+    return movie;
+}
+
+QList<MP4Track> readTracks(ByteView moov) {
+    QList<MP4Track> tracks;
+    for (const MP4Atom& atom : MP4Atoms::children(moov)) {
+        if (atom.type != atomType("trak")) continue;
+        if (auto track = MP4Track::read(*moov.sub(atom.offset, atom.size))) tracks.append(*track);
+    }
+    return tracks;
+}
+
+// The audio track's own duration when it has one, else the movie's, else (for fragmented
+// files) the duration in the movie extends header.
+double movieDuration(ByteView moov, const MP4Track* audio) {
+    if (audio && audio->duration.seconds() > 0) return audio->duration.seconds();
+    const auto mvhd = MP4Atoms::child(moov, atomType("mvhd"));
+    const auto header = mvhd ? MP4Duration::readHeader(*mvhd) : std::nullopt;
+    if (!header) return 0;
+    if (header->seconds() > 0) return header->seconds();
+    const auto mehd = MP4Atoms::path(moov, {atomType("mvex"), atomType("mehd")});
+    const auto version = mehd ? mehd->u8(0) : std::nullopt;
+    if (!version) return 0;
+    const std::optional<uint64_t> units =
+        *version == 1 ? mehd->be64(4) : std::optional<uint64_t>(mehd->be32(4));
+    return units ? MP4Duration{header->timescale, *units}.seconds() : 0;
+}
+
+AudioProperties readProperties(const Movie& movie, const MP4Track* audio) {
+    AudioProperties props;
+    props.duration = movieDuration(movie.view(), audio);
+    if (!audio) return props;
+    const auto entry = MP4AudioEntry::read(audio->sampleTable);
+    if (entry) {
+        props.sampleRate = entry->sampleRate;
+        props.channels = entry->channels;
+        props.bitRate = entry->bitRate;
+    }
+    if (props.bitRate == 0 && props.duration > 0) {
+        // Fragmented files keep their samples out of the movie's tables; then the media data
+        // atoms are the best measure left.
+        const qint64 tableBytes = MP4SampleTable::totalBytes(audio->sampleTable).value_or(0);
+        const qint64 bytes = tableBytes > 0 ? tableBytes : movie.mediaDataBytes;
+        props.bitRate = std::llround(double(bytes) * 8.0 / props.duration);
+    }
+    return props;
+}
+
+// A chapter track named by the audio track wins over a Nero list.
+QList<Chapter> readChapters(const FileBytes& file, ByteView moov, const QList<MP4Track>& tracks,
+                            const MP4Track* audio) {
+    if (audio) {
+        for (const uint32_t id : audio->chapterTrackIds) {
+            // Only text tracks: a reference to any other kind would make us read media data.
+            const auto track = std::find_if(tracks.begin(), tracks.end(), [id](const MP4Track& t) {
+                return t.id == id && (t.handler == atomType("text") || t.handler == atomType("sbtl"));
+            });
+            if (track == tracks.end()) continue;
+            if (auto chapters = MP4Chapters::readTextTrack(file, *track); chapters && !chapters->isEmpty()) {
+                return *chapters;
+            }
+        }
+    }
+    const auto chpl = MP4Atoms::path(moov, {atomType("udta"), atomType("chpl")});
+    return chpl ? MP4Chapters::readNero(*chpl) : QList<Chapter>();
+}
+
+std::optional<ByteView> itemList(ByteView moov) {
+    return MP4Atoms::path(moov, {atomType("udta"), atomType("meta"), atomType("ilst")});
+}
+
+}  // namespace
+
+std::optional<AudioInfo> MP4Reader::readInfo(const FileBytes& file, qint64 offset) {
+    const auto movie = readMovie(file, offset);
+    if (!movie) return std::nullopt;
+    const ByteView moov = movie->view();
+    const QList<MP4Track> tracks = readTracks(moov);
+    const auto audio = std::find_if(tracks.begin(), tracks.end(),
+                                    [](const MP4Track& t) { return t.handler == atomType("soun"); });
+    const MP4Track* audioTrack = audio != tracks.end() ? &*audio : nullptr;
+
+    AudioInfo info;
+    info.properties = readProperties(*movie, audioTrack);
+    if (const auto ilst = itemList(moov)) {
+        info.tags = MP4ItemList::readTags(*ilst);
+        info.hasArtwork = MP4ItemList::firstCover(*ilst).has_value();
+    }
+    info.chapters = finalizeChapters(readChapters(file, moov, tracks, audioTrack), info.properties.duration);
+    return info;
+}
+
+std::optional<QByteArray> MP4Reader::readPicture(const FileBytes& file, qint64 offset) {
+    const auto movie = readMovie(file, offset);
+    if (!movie) return std::nullopt;
+    const auto ilst = itemList(movie->view());
+    return ilst ? MP4ItemList::firstCover(*ilst) : std::nullopt;
+}
 
 }  // namespace sonvale

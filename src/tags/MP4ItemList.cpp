@@ -1,0 +1,133 @@
+#include "MP4ItemList.h"
+
+#include "Format.h"
+#include "ID3Genre.h"
+#include "MP4Atom.h"
+
+#include <QStringDecoder>
+
+namespace sonvale {
+
+namespace {
+
+// Well-known type indicators of a data atom.
+enum DataType : uint32_t { Utf8 = 1, Utf16 = 2, Utf8Sort = 4, Utf16Sort = 5 };
+
+struct DataValue {
+    uint32_t type = 0;
+    ByteView value;
+};
+
+QList<DataValue> dataValues(ByteView item) {
+    QList<DataValue> values;
+    for (const MP4Atom& atom : MP4Atoms::children(item)) {
+        if (atom.type != atomType("data")) continue;
+        const ByteView body = *item.sub(atom.offset, atom.size);
+        // Type indicator (a reserved byte and 24 bits of type), then the locale.
+        if (body.size() < 8) continue;
+        values.append({*body.be32(0) & 0xFFFFFF, *body.from(8)});
+    }
+    return values;
+}
+
+std::optional<QString> decode(ByteView bytes, QStringDecoder::Encoding encoding) {
+    QStringDecoder decoder(encoding, QStringDecoder::Flag::Stateless);
+    const QString text = decoder.decode(QByteArrayView(bytes.data(), bytes.size()));
+    if (decoder.hasError()) return std::nullopt;
+    return text;
+}
+
+// The trimmed text of a text value; nothing for other types, bad encodings and empty texts.
+std::optional<QString> textOf(const DataValue& data) {
+    std::optional<QString> text;
+    if (data.type == Utf8 || data.type == Utf8Sort) text = decode(data.value, QStringDecoder::Utf8);
+    if (data.type == Utf16 || data.type == Utf16Sort) text = decode(data.value, QStringDecoder::Utf16BE);
+    if (!text) return std::nullopt;
+    QString trimmed = trimTagText(*text);
+    if (trimmed.isEmpty()) return std::nullopt;
+    return trimmed;
+}
+
+std::optional<QString> firstText(const QList<DataValue>& values) {
+    for (const DataValue& data : values) {
+        if (auto text = textOf(data)) return text;
+    }
+    return std::nullopt;
+}
+
+// Binary track numbers are two reserved bytes, the number and the total, each 16-bit.
+std::optional<QString> trackNumber(const QList<DataValue>& values) {
+    for (const DataValue& data : values) {
+        std::optional<QString> number;
+        if (const auto text = textOf(data)) {
+            number = Format::normalizeTrackNumber(*text);
+        } else if (const auto binary = data.value.be16(2)) {
+            number = Format::normalizeTrackNumber(QString::number(*binary));
+        }
+        if (number) return number;
+    }
+    return std::nullopt;
+}
+
+// A numeric genre is the ID3v1 genre number plus one.
+std::optional<QString> numericGenre(const QList<DataValue>& values) {
+    for (const DataValue& data : values) {
+        const std::optional<uint16_t> number =
+            data.value.size() >= 2 ? data.value.be16(0) : std::optional<uint16_t>(data.value.u8(0));
+        if (!number) continue;
+        if (auto name = ID3Genre::name(int(*number) - 1)) return name;
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+AudioTags MP4ItemList::readTags(ByteView ilst) {
+    AudioTags tags;
+    std::optional<QString> textGenre;
+    std::optional<QString> idGenre;
+    for (const MP4Atom& item : MP4Atoms::children(ilst)) {
+        const QList<DataValue> values = dataValues(*ilst.sub(item.offset, item.size));
+        switch (item.type) {
+        case atomType("\251nam"):
+            if (!tags.title) tags.title = firstText(values);
+            break;
+        case atomType("\251ART"):
+            for (const DataValue& data : values) {
+                if (auto text = textOf(data)) tags.artists.append(*text);
+            }
+            break;
+        case atomType("\251alb"):
+            if (!tags.album) tags.album = firstText(values);
+            break;
+        case atomType("trkn"):
+            if (!tags.trackNumber) tags.trackNumber = trackNumber(values);
+            break;
+        case atomType("\251gen"):
+            if (!textGenre) textGenre = firstText(values);
+            break;
+        case atomType("gnre"):
+            if (!idGenre) idGenre = numericGenre(values);
+            break;
+        case atomType("\251lyr"):
+            if (!tags.lyrics) tags.lyrics = firstText(values);
+            break;
+        default:
+            break;
+        }
+    }
+    tags.genre = textGenre ? textGenre : idGenre;
+    return tags;
+}
+
+std::optional<QByteArray> MP4ItemList::firstCover(ByteView ilst) {
+    for (const MP4Atom& item : MP4Atoms::children(ilst)) {
+        if (item.type != atomType("covr")) continue;
+        for (const DataValue& data : dataValues(*ilst.sub(item.offset, item.size))) {
+            if (!data.value.empty()) return data.value.toByteArray();
+        }
+    }
+    return std::nullopt;
+}
+
+}  // namespace sonvale

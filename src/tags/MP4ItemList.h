@@ -1,0 +1,24 @@
+#pragma once
+
+#include "AudioInfo.h"
+#include "ByteView.h"
+
+#include <QByteArray>
+
+#include <optional>
+
+namespace sonvale {
+
+// Reads the iTunes-style item list (the body of moov/udta/meta/ilst): one atom per item,
+// holding one or more `data` atoms (type indicator, locale, value). Stateless and thread-safe;
+// malformed items are skipped.
+class MP4ItemList {
+public:
+    // Title, artists (every value, in order), album, track number, genre (a text genre wins
+    // over a numeric ID3v1 one) and lyrics.
+    static AudioTags readTags(ByteView ilst);
+    // The bytes of the first non-empty value of the cover item.
+    static std::optional<QByteArray> firstCover(ByteView ilst);
+};
+
+}  // namespace sonvale

@@ -1,0 +1,304 @@
+#include "MP4Reader.h"
+
+#include "MediaFactory.h"
+
+#include <QDirIterator>
+#include <QtEndian>
+
+#include <gtest/gtest.h>
+
+using namespace sonvale;
+
+namespace {
+
+QByteArray be(quint64 value, int bytes) {
+    QByteArray out(bytes, '\0');
+    for (int i = bytes - 1; i >= 0; --i, value >>= 8) out[i] = char(value & 0xFF);
+    return out;
+}
+
+QByteArray atom(const char* type, const QByteArray& body) {
+    return be(8 + body.size(), 4) + QByteArray(type, 4) + body;
+}
+
+QByteArray atom64(const char* type, const QByteArray& body) {
+    return be(1, 4) + QByteArray(type, 4) + be(16 + body.size(), 8) + body;
+}
+
+QByteArray data(quint32 type, const QByteArray& value) { return atom("data", be(type, 4) + be(0, 4) + value); }
+QByteArray text(const char* item, const QByteArray& value) { return atom(item, data(1, value)); }
+
+QByteArray mvhd(quint32 timescale, quint32 duration) {
+    return atom("mvhd", be(0, 4) + be(0, 8) + be(timescale, 4) + be(duration, 4) + QByteArray(80, '\0'));
+}
+
+QByteArray meta(const QByteArray& ilstItems, bool fullBox = true) {
+    const QByteArray children = atom("hdlr", QByteArray(8, '\0') + "mdirappl" + QByteArray(9, '\0')) +
+                                atom("ilst", ilstItems);
+    return atom("meta", fullBox ? be(0, 4) + children : children);
+}
+
+const QByteArray kFtyp = atom("ftyp", "M4A " + be(0, 4) + "M4A isom");
+
+// A file with a movie header (10 s) and an item list, nothing else.
+QByteArray taggedFile(const QByteArray& ilstItems) {
+    return kFtyp + atom("moov", mvhd(1000, 10000) + atom("udta", meta(ilstItems)));
+}
+
+std::optional<AudioInfo> info(MediaFactory& media, const QByteArray& bytes) {
+    static int n = 0;
+    const auto file = FileBytes::open(media.write(QStringLiteral("crafted%1.m4a").arg(n++), bytes));
+    return file ? MP4Reader::readInfo(*file, 0) : std::nullopt;
+}
+
+std::optional<AudioInfo> info(const QString& path) {
+    const auto file = FileBytes::open(path);
+    return file ? MP4Reader::readInfo(*file, 0) : std::nullopt;
+}
+
+std::optional<QByteArray> picture(const QString& path) {
+    const auto file = FileBytes::open(path);
+    return file ? MP4Reader::readPicture(*file, 0) : std::nullopt;
+}
+
+// A three-second AAC file with two chapters, as ffmpeg's iPod muxer writes it: a Nero list and
+// a chapter text track.
+QString chapteredFile(MediaFactory& media) {
+    const QString chapters = media.write(QStringLiteral("chapters.txt"),
+                                         ";FFMETADATA1\n"
+                                         "[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=1000\ntitle=Intro\n"
+                                         "[CHAPTER]\nTIMEBASE=1/1000\nSTART=1000\nEND=3000\ntitle=Middle\n");
+    return media.ffmpeg(QStringLiteral("chapters.m4a"),
+                        {QStringLiteral("-i"), chapters, QStringLiteral("-map"), QStringLiteral("0"),
+                         QStringLiteral("-map_chapters"), QStringLiteral("1"), QStringLiteral("-c:a"),
+                         QStringLiteral("aac")},
+                        3.0);
+}
+
+}  // namespace
+
+TEST(MP4Reader, ReadsTagsAndPropertiesOfAnAacFile) {
+    MediaFactory media;
+    const QString path = media.ffmpeg(
+        QStringLiteral("tags.m4a"),
+        {QStringLiteral("-c:a"), QStringLiteral("aac"), QStringLiteral("-b:a"), QStringLiteral("96k"),
+         QStringLiteral("-metadata"), QStringLiteral("title= Song "), QStringLiteral("-metadata"),
+         QStringLiteral("artist=Ann"), QStringLiteral("-metadata"), QStringLiteral("album=Album"),
+         QStringLiteral("-metadata"), QStringLiteral("track=03/12"), QStringLiteral("-metadata"),
+         QStringLiteral("genre=Jazz"), QStringLiteral("-metadata"), QStringLiteral("lyrics=la la")},
+        2.0, 48000, 1);
+    const auto result = info(path);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->tags.title, QStringLiteral("Song"));
+    EXPECT_EQ(result->tags.artists, QList<QString>{QStringLiteral("Ann")});
+    EXPECT_EQ(result->tags.album, QStringLiteral("Album"));
+    EXPECT_EQ(result->tags.trackNumber, QStringLiteral("3"));
+    EXPECT_EQ(result->tags.genre, QStringLiteral("Jazz"));
+    EXPECT_EQ(result->tags.lyrics, QStringLiteral("la la"));
+    EXPECT_NEAR(result->properties.duration, 2.0, 0.05);
+    EXPECT_EQ(result->properties.sampleRate, 48000);
+    EXPECT_EQ(result->properties.channels, 1);
+    EXPECT_NEAR(double(result->properties.bitRate), 96000, 20000);
+    EXPECT_FALSE(result->hasArtwork);
+    EXPECT_TRUE(result->chapters.isEmpty());
+    EXPECT_FALSE(picture(path));
+}
+
+TEST(MP4Reader, TakesAlacAndPcmValuesFromTheCodecConfigurationOrTheSampleSizes) {
+    MediaFactory media;
+    // At 96 kHz the sample entry's 16.16 rate overflows; the ALAC cookie has the real one.
+    const auto alac = info(media.ffmpeg(QStringLiteral("alac.m4a"), {QStringLiteral("-c:a"), QStringLiteral("alac")},
+                                        1.0, 96000, 2));
+    ASSERT_TRUE(alac);
+    EXPECT_EQ(alac->properties.sampleRate, 96000);
+    EXPECT_EQ(alac->properties.channels, 2);
+    EXPECT_NEAR(alac->properties.duration, 1.0, 0.01);
+    EXPECT_GT(alac->properties.bitRate, 0);
+
+    // Nothing declares a bit rate for PCM: it comes from the sample sizes (16-bit mono), or
+    // without a sample size table from the media data atoms.
+    const QString pcmPath = media.ffmpeg(QStringLiteral("pcm.mov"),
+                                         {QStringLiteral("-c:a"), QStringLiteral("pcm_s16be")}, 1.0, 44100, 1);
+    const auto pcm = info(pcmPath);
+    ASSERT_TRUE(pcm);
+    EXPECT_EQ(pcm->properties.sampleRate, 44100);
+    EXPECT_EQ(pcm->properties.channels, 1);
+    EXPECT_NEAR(double(pcm->properties.bitRate), 705600, 1000);
+    QByteArray noSizes = *MediaFactory::readAll(pcmPath);
+    noSizes.replace("stsz", "xxxx");
+    const auto measured = info(media, noSizes);
+    ASSERT_TRUE(measured);
+    EXPECT_NEAR(double(measured->properties.bitRate), 705600, 1000);
+}
+
+TEST(MP4Reader, ReturnsTheAttachedCover) {
+    MediaFactory media;
+    const QString jpeg = media.jpeg(QStringLiteral("cover.jpg"));
+    const QString path = media.ffmpeg(
+        QStringLiteral("cover.m4a"),
+        {QStringLiteral("-i"), jpeg, QStringLiteral("-map"), QStringLiteral("0"), QStringLiteral("-map"),
+         QStringLiteral("1"), QStringLiteral("-c:a"), QStringLiteral("aac"), QStringLiteral("-c:v"),
+         QStringLiteral("copy"), QStringLiteral("-disposition:v"), QStringLiteral("attached_pic")});
+    const auto result = info(path);
+    ASSERT_TRUE(result);
+    EXPECT_TRUE(result->hasArtwork);
+    EXPECT_EQ(picture(path), MediaFactory::readAll(jpeg));
+}
+
+TEST(MP4Reader, PrefersTheChapterTrackOverTheNeroList) {
+    MediaFactory media;
+    QByteArray bytes = *MediaFactory::readAll(chapteredFile(media));
+    // Rename the Nero titles so that the two lists can be told apart.
+    const qsizetype chpl = bytes.indexOf("chpl");
+    ASSERT_GT(chpl, 0);
+    bytes.replace(bytes.indexOf("Intro", chpl), 5, "Nero1");
+    bytes.replace(bytes.indexOf("Middle", chpl), 6, "Nero-2");
+    const auto fromTrack = info(media, bytes);
+    ASSERT_TRUE(fromTrack);
+    const QList<Chapter> expected = {{0, 1, QStringLiteral("Intro")}, {1, 3, QStringLiteral("Middle")}};
+    EXPECT_EQ(fromTrack->chapters, expected);
+
+    // With the text track's only chunk moved outside the file, the Nero list is used, and
+    // its last chapter ends with the file.
+    const qsizetype stco = bytes.lastIndexOf("stco");
+    bytes.replace(stco + 12, 4, be(0x7FFFFFF0, 4));
+    const auto fromNero = info(media, bytes);
+    ASSERT_TRUE(fromNero);
+    ASSERT_EQ(fromNero->chapters.size(), 2);
+    EXPECT_EQ(fromNero->chapters[0], (Chapter{0, 1, QStringLiteral("Nero1")}));
+    EXPECT_EQ(fromNero->chapters[1].title, QStringLiteral("Nero-2"));
+    EXPECT_DOUBLE_EQ(fromNero->chapters[1].end, fromNero->properties.duration);
+}
+
+TEST(MP4Reader, CollectsEveryArtistAndPrefersATextGenreOverANumericOne) {
+    MediaFactory media;
+    const QByteArray artists = atom("\251ART", data(1, "A") + data(1, "  ") + data(2, QByteArray("\0B", 2))) +
+                               text("\251ART", "C");
+    const auto both = info(media, taggedFile(artists + atom("gnre", data(0, be(22, 2))) + text("\251gen", "Jazz")));
+    ASSERT_TRUE(both);
+    EXPECT_EQ(both->tags.artists, (QList<QString>{QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C")}));
+    EXPECT_EQ(both->tags.genre, QStringLiteral("Jazz"));
+
+    // An empty text genre gives way to the ID3v1 number (plus one); 0 and 193 name nothing.
+    EXPECT_EQ(info(media, taggedFile(text("\251gen", " ") + atom("gnre", data(0, be(22, 2)))))->tags.genre,
+              QStringLiteral("Ska"));
+    EXPECT_EQ(info(media, taggedFile(atom("gnre", data(0, be(192, 2)))))->tags.genre, QStringLiteral("Psybient"));
+    EXPECT_FALSE(info(media, taggedFile(atom("gnre", data(0, be(0, 2)))))->tags.genre);
+    EXPECT_FALSE(info(media, taggedFile(atom("gnre", data(0, be(193, 2)))))->tags.genre);
+}
+
+TEST(MP4Reader, ReadsBinaryAndTextTrackNumbers) {
+    MediaFactory media;
+    auto track = [&](const QByteArray& item) { return info(media, taggedFile(item))->tags.trackNumber; };
+    EXPECT_EQ(track(atom("trkn", data(0, be(0, 2) + be(7, 2) + be(12, 2) + be(0, 2)))), QStringLiteral("7"));
+    EXPECT_FALSE(track(atom("trkn", data(0, be(0, 2) + be(0, 2) + be(12, 2) + be(0, 2)))));
+    EXPECT_FALSE(track(atom("trkn", data(0, be(0, 2)))));
+    EXPECT_EQ(track(text("trkn", "05/9")), QStringLiteral("5"));
+}
+
+TEST(MP4Reader, FollowsLargeSizesSizeZeroAndQuickTimeMeta) {
+    MediaFactory media;
+    // 64-bit moov and udta, a QuickTime meta without version and flags, a version 1 movie
+    // header, and an mdat of size 0 that runs to the end of the file.
+    const QByteArray mvhd1 = atom("mvhd", be(0x01000000, 4) + be(0, 16) + be(600, 4) + be(1500, 8) + QByteArray(80, '\0'));
+    const QByteArray moov = atom64("moov", mvhd1 + atom64("udta", meta(text("\251nam", "Wide"), false)));
+    const auto wide = info(media, kFtyp + moov + be(0, 4) + "mdat" + QByteArray(100, 'x'));
+    ASSERT_TRUE(wide);
+    EXPECT_EQ(wide->tags.title, QStringLiteral("Wide"));
+    EXPECT_DOUBLE_EQ(wide->properties.duration, 2.5);
+
+    // A udta of size 0 as the last child of moov.
+    const QByteArray open = atom("moov", mvhd(1000, 10000) + be(0, 4) + "udta" + meta(text("\251alb", "Open")));
+    EXPECT_EQ(info(media, kFtyp + open)->tags.album, QStringLiteral("Open"));
+}
+
+TEST(MP4Reader, KeepsWhatPrecedesAMalformedAtom) {
+    MediaFactory media;
+    const QByteArray title = text("\251nam", "Kept");
+    const QByteArray album = text("\251alb", "Lost");
+    // A size below the header's length, a size past the parent, a large size below 16: each
+    // ends the item list there, so nothing after it is read and the walk cannot loop.
+    for (const QByteArray& bad : {be(4, 4) + "free", be(4000, 4) + "free", be(1, 4) + "free" + be(8, 8)}) {
+        const auto result = info(media, taggedFile(title + bad + album));
+        ASSERT_TRUE(result);
+        EXPECT_EQ(result->tags.title, QStringLiteral("Kept"));
+        EXPECT_FALSE(result->tags.album);
+    }
+    // Short data atoms and undecodable text are skipped for the next value.
+    const QByteArray messy = atom("\251nam", atom("data", be(1, 4)) + data(1, "\xFF\xFE") + data(1, "Third"));
+    EXPECT_EQ(info(media, taggedFile(messy))->tags.title, QStringLiteral("Third"));
+}
+
+TEST(MP4Reader, FailsWithoutACompleteMovieAtom) {
+    MediaFactory media;
+    const QByteArray file = taggedFile(text("\251nam", "T"));
+    EXPECT_FALSE(info(media, kFtyp + atom("mdat", QByteArray(64, 'x'))));
+    EXPECT_FALSE(info(media, file.left(file.size() - 1)));
+    EXPECT_FALSE(info(media, kFtyp + be(8, 4) + "moov"));
+    const auto outside = FileBytes::open(media.write(QStringLiteral("outside.m4a"), file));
+    ASSERT_TRUE(outside);
+    EXPECT_FALSE(MP4Reader::readInfo(*outside, file.size()));
+    EXPECT_FALSE(MP4Reader::readInfo(*outside, -1));
+}
+
+TEST(MP4Reader, MeasuresTheMediaDataWhenTheSampleSizesAreImpossible) {
+    MediaFactory media;
+    // One AAC track without a codec configuration whose 2^32 - 1 samples of 2^32 - 1 bytes
+    // each overflow any 64-bit total.
+    const QByteArray entry = atom("mp4a", QByteArray(6, '\0') + be(1, 2) + be(0, 8) + be(2, 2) + be(16, 2) +
+                                              be(0, 4) + be(44100u << 16, 4));
+    const QByteArray stbl = atom("stbl", atom("stsd", be(0, 4) + be(1, 4) + entry) +
+                                             atom("stsz", be(0, 4) + be(0xFFFFFFFF, 4) + be(0xFFFFFFFF, 4)));
+    const QByteArray mdia = atom("mdia", atom("mdhd", be(0, 12) + be(44100, 4) + be(88200, 4) + be(0, 4)) +
+                                             atom("hdlr", be(0, 8) + "soun" + QByteArray(13, '\0')) +
+                                             atom("minf", stbl));
+    const QByteArray trak = atom("trak", atom("tkhd", be(0, 12) + be(1, 4) + QByteArray(72, '\0')) + mdia);
+    const auto result = info(media, kFtyp + atom("moov", mvhd(1000, 2000) + trak) + atom("mdat", QByteArray(1000, 'x')));
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->properties, (AudioProperties{2.0, 4000, 44100, 2}));
+}
+
+TEST(MP4Reader, ReadsThePeerCorpusSafely) {
+    const auto corpus = MediaFactory::peerCorpus();
+    if (!corpus) GTEST_SKIP() << "peer corpus not present";
+    QDirIterator it(*corpus, QDir::Files, QDirIterator::Subdirectories);
+    int files = 0;
+    while (it.hasNext()) {
+        const QString path = it.next();
+        (void)info(path);
+        (void)picture(path);
+        ++files;
+    }
+    EXPECT_GT(files, 0);
+
+    const QString mutagen = *corpus + QStringLiteral("/mutagen/");
+    const QString taglib = *corpus + QStringLiteral("/taglib/");
+    EXPECT_EQ(info(taglib + QStringLiteral("gnre.m4a"))->tags.genre, QStringLiteral("Ska"));
+    EXPECT_EQ(info(taglib + QStringLiteral("non-full-meta.m4a"))->tags.artists,
+              QList<QString>{QStringLiteral("Test Artist!!!!")});
+    EXPECT_EQ(info(mutagen + QStringLiteral("truncated-64bit.mp4"))->tags.artists,
+              QList<QString>{QStringLiteral("Foobarella")});
+    EXPECT_EQ(info(taglib + QStringLiteral("zero-length-mdat.m4a"))->tags.title, QStringLiteral("Sine wave 440Hz"));
+    // The PNG comes before the JPEG; an empty cover value is no artwork.
+    EXPECT_EQ(picture(taglib + QStringLiteral("has-tags.m4a"))->size(), 79);
+    EXPECT_EQ(picture(taglib + QStringLiteral("covr-junk.m4a"))->left(4), QByteArray("\x89PNG"));
+    const auto last = info(taglib + QStringLiteral("ilst-is-last.m4a"));
+    EXPECT_FALSE(last->hasArtwork);
+    EXPECT_EQ(last->tags.trackNumber, QStringLiteral("1"));
+
+    EXPECT_EQ(info(mutagen + QStringLiteral("alac.m4a"))->properties.bitRate, 2764);
+    EXPECT_EQ(info(taglib + QStringLiteral("flac96.m4a"))->properties.sampleRate, 96000);
+    const auto ac3 = info(taglib + QStringLiteral("ac3.m4a"));
+    EXPECT_EQ(ac3->properties.sampleRate, 48000);
+    EXPECT_EQ(ac3->properties.channels, 2);
+    EXPECT_NEAR(info(taglib + QStringLiteral("no-tags.3g2"))->properties.duration, 15.0, 0.01);
+
+    // 112 Nero chapters: the chapter track's samples lie in the stubbed-out media data.
+    const auto nero = info(mutagen + QStringLiteral("nero-chapters.m4b"));
+    ASSERT_TRUE(nero);
+    EXPECT_EQ(nero->chapters.size(), 112);
+    EXPECT_NEAR(nero->properties.duration, 169022.69, 0.01);
+    EXPECT_TRUE(nero->hasArtwork);
+    EXPECT_EQ(info(mutagen + QStringLiteral("ep7.m4b"))->chapters,
+              (QList<Chapter>{{0, 2, QStringLiteral("Chapter 1")}}));
+}
