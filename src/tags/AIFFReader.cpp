@@ -12,7 +12,7 @@ constexpr qint64 kSoundHeaderBytes = 8;  // offset and block size in front of th
 constexpr qint64 kMaxTextBytes = 64 * 1024;
 constexpr int kExponentBias = 16383;
 constexpr int kMantissaBits = 63;
-constexpr double kMaxSampleRate = 2147483648.0;
+constexpr int kMaxRateExponent = 24;
 
 // AIFC compression types whose samples are stored as they are, so the bit rate follows from
 // the sample size; everything else is measured from the sound data.
@@ -52,12 +52,12 @@ std::optional<double> AIFFReader::sampleRate(ByteView bytes) {
     const auto mantissa = bytes.be64(2);
     if (!signAndExponent || !mantissa || *mantissa == 0) return std::nullopt;
     if (*signAndExponent & 0x8000) return std::nullopt;
-    // Rates from 1 Hz to 2^31 Hz have exponents 0 to 31 once unbiased; anything outside is no
-    // sample rate, and the bound keeps ldexp far from overflow.
+    // Rates from 1 Hz to 2^24 Hz have exponents 0 to 24 once unbiased; anything outside is no
+    // sample rate, and the bound keeps ldexp and the bit rate products far from overflow.
     const int exponent = int(*signAndExponent) - kExponentBias;
-    if (exponent < 0 || exponent > 31) return std::nullopt;
+    if (exponent < 0 || exponent > kMaxRateExponent) return std::nullopt;
     const double value = std::ldexp(double(*mantissa), exponent - kMantissaBits);
-    if (!(value >= 1.0 && value <= kMaxSampleRate)) return std::nullopt;
+    if (!(value >= 1.0 && value <= std::ldexp(1.0, kMaxRateExponent))) return std::nullopt;
     return value;
 }
 
@@ -90,8 +90,8 @@ std::optional<AudioInfo> AIFFReader::readInfo(const FileBytes& file, const RIFFF
     props.duration = double(common->frames) / common->sampleRate;
     if (isUncompressed(common->compression)) {
         props.bitRate = std::llround(double(common->sampleSize) * common->channels * common->sampleRate);
-    } else if (props.duration > 0) {
-        props.bitRate = std::llround(double(soundBytes(file, form)) * 8.0 / props.duration);
+    } else {
+        props.bitRate = RIFFChunks::averageBitRate(soundBytes(file, form), props.duration);
     }
 
     info.tags.title = textChunk(file, form, RIFFChunks::fourCC("NAME"));

@@ -29,7 +29,7 @@ public:
     static std::optional<Common> parseCommon(ByteView body, bool aifc);
     // An 80-bit IEEE 754 extended-precision number (sign, 15-bit exponent, 64-bit mantissa
     // with an explicit integer bit) that is a plausible sample rate: positive, finite, and
-    // between 1 Hz and 2^31 Hz. Nothing otherwise.
+    // between 1 Hz and 2^24 Hz. Nothing otherwise.
     static std::optional<double> sampleRate(ByteView bytes);
     // Technical values, title and artist; nothing without a usable "COMM" chunk.
     static std::optional<AudioInfo> readInfo(const FileBytes& file, const RIFFForm& form);

@@ -4,6 +4,8 @@
 
 #include <QStringDecoder>
 
+#include <cmath>
+
 namespace sonvale {
 
 namespace {
@@ -12,6 +14,7 @@ constexpr qint64 kFormHeaderBytes = 12;
 constexpr qint64 kChunkHeaderBytes = 8;
 constexpr qint64 kDs64Bytes = 24;
 constexpr uint32_t kUnknownSize32 = 0xFFFFFFFF;
+constexpr double kMaxBitRate = 1e15;
 
 // What the header of a form says about the walk that follows.
 struct FormHeader {
@@ -102,6 +105,12 @@ std::optional<RIFFForm> RIFFChunks::read(const FileBytes& file, qint64 offset) {
         p = body + qint64(size) + qint64(size & 1);
     }
     return form;
+}
+
+qint64 RIFFChunks::averageBitRate(qint64 bytes, double duration) {
+    if (!(duration > 0)) return 0;
+    const double bitRate = double(bytes) * 8.0 / duration;
+    return bitRate <= kMaxBitRate ? std::llround(bitRate) : 0;
 }
 
 QString RIFFChunks::text(ByteView bytes) {

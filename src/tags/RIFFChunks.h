@@ -53,6 +53,10 @@ public:
     // cut short keeps the part the file still holds, and the walk ends there.
     static std::optional<RIFFForm> read(const FileBytes& file, qint64 offset);
 
+    // Bits per second of `bytes` of sound played in `duration` seconds; 0 when the duration is
+    // unknown or the result is beyond any real stream.
+    static qint64 averageBitRate(qint64 bytes, double duration);
+
     // A text chunk or INFO value: up to the first NUL, as UTF-8 when valid, else Latin-1,
     // trimmed.
     static QString text(ByteView bytes);

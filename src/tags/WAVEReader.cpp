@@ -2,7 +2,6 @@
 
 #include "Format.h"
 
-#include <cmath>
 #include <string_view>
 
 namespace sonvale {
@@ -87,8 +86,8 @@ std::optional<AudioInfo> WAVEReader::readInfo(const FileBytes& file, const RIFFF
     props.duration = durationOf(*format, factSampleCount(file, form), dataBytes);
     if (format->bytesPerSecond > 0) {
         props.bitRate = qint64(format->bytesPerSecond) * 8;
-    } else if (props.duration > 0) {
-        props.bitRate = std::llround(double(dataBytes) * 8.0 / props.duration);
+    } else {
+        props.bitRate = RIFFChunks::averageBitRate(dataBytes, props.duration);
     }
 
     for (const RIFFChunk& chunk : form.chunks) {
