@@ -1,11 +1,191 @@
 #include "ID3Reader.h"
 
+#include "Format.h"
+#include "ID3Chapters.h"
+#include "ID3FrameWalker.h"
+#include "ID3Genre.h"
+#include "ID3Text.h"
+
+#include <QStringList>
+
 namespace sonvale {
 
-std::optional<ID3Tag> ID3Reader::readTag(const FileBytes&, qint64) { return std::nullopt; }
+namespace {
 
-std::optional<AudioInfo> ID3Reader::readInfo(const FileBytes&, qint64) { return std::nullopt; }
+// Longest text frame read; a longer one is read as far as this.
+constexpr qint64 kMaxTextBytes = 1024 * 1024;
+// Chapter frames may embed pictures behind their title; the title comes first.
+constexpr qint64 kMaxChapterBytes = 1024 * 1024;
+// Enough of a picture frame for its MIME type, picture type and description.
+constexpr qint64 kPictureHeaderBytes = 4096;
+constexpr qsizetype kMaxPictureCandidates = 64;
+constexpr uint8_t kFrontCover = 3;
 
-std::optional<QByteArray> ID3Reader::readPicture(const FileBytes&, qint64) { return std::nullopt; }
+enum class Field { None, Title, Artist, Album, Track, Genre, Lyrics, Picture, Chapter, Table };
+
+struct FrameField {
+    const char* id;
+    Field field;
+};
+
+// Version 2.2 has three-letter ids of its own.
+constexpr FrameField kFields[] = {
+    {"TIT2", Field::Title}, {"TT2", Field::Title},   {"TPE1", Field::Artist}, {"TP1", Field::Artist},
+    {"TALB", Field::Album}, {"TAL", Field::Album},   {"TRCK", Field::Track},  {"TRK", Field::Track},
+    {"TCON", Field::Genre}, {"TCO", Field::Genre},   {"USLT", Field::Lyrics}, {"ULT", Field::Lyrics},
+    {"APIC", Field::Picture}, {"PIC", Field::Picture}, {"CHAP", Field::Chapter}, {"CTOC", Field::Table},
+};
+
+Field fieldOf(const QByteArray& id) {
+    for (const FrameField& entry : kFields) {
+        if (id == entry.id) return entry.field;
+    }
+    return Field::None;
+}
+
+// Whether a frame of `field` can still add something, so that its body is worth reading.
+bool wanted(Field field, const ID3Tag& tag) {
+    switch (field) {
+    case Field::None: return false;
+    case Field::Title: return !tag.tags.title;
+    case Field::Album: return !tag.tags.album;
+    case Field::Track: return !tag.tags.trackNumber;
+    case Field::Genre: return !tag.tags.genre;
+    case Field::Lyrics: return !tag.tags.lyrics;
+    case Field::Picture: return !tag.hasPicture;
+    case Field::Artist:
+    case Field::Chapter:
+    case Field::Table: return true;
+    }
+    return false;
+}
+
+void applyText(Field field, const QStringList& values, AudioTags& tags) {
+    for (const QString& value : values) {
+        switch (field) {
+        case Field::Title:
+            if (!tags.title) tags.title = value;
+            break;
+        case Field::Artist: tags.artists.append(value); break;
+        case Field::Album:
+            if (!tags.album) tags.album = value;
+            break;
+        case Field::Track:
+            if (!tags.trackNumber) tags.trackNumber = Format::normalizeTrackNumber(value);
+            break;
+        case Field::Genre:
+            if (!tags.genre) tags.genre = ID3Genre::resolve(value);
+            break;
+        default: break;
+        }
+    }
+}
+
+// USLT and ULT: encoding, language, terminated description, then the lyrics.
+std::optional<QString> lyricsText(ByteView content) {
+    const auto encoding = content.u8(0);
+    if (!encoding || !content.contains(4, 0)) return std::nullopt;
+    const auto textStart = ID3Text::skipString(*encoding, content, 4);
+    if (!textStart) return std::nullopt;
+    const auto strings = ID3Text::decode(*encoding, *content.from(*textStart));
+    if (!strings) return std::nullopt;
+    for (const QString& string : *strings) {
+        QString text = trimTagText(string);
+        if (!text.isEmpty()) return text;
+    }
+    return std::nullopt;
+}
+
+struct PictureHeader {
+    uint8_t type = 0;
+    qint64 dataStart = 0;
+};
+
+// APIC: encoding, NUL-terminated MIME type, picture type, description, data.
+// PIC (2.2): encoding, three-letter image format, picture type, description, data.
+std::optional<PictureHeader> pictureHeader(ByteView content, uint8_t major) {
+    const auto encoding = content.u8(0);
+    if (!encoding || !ID3Text::isKnown(*encoding)) return std::nullopt;
+    qint64 p = 4;
+    if (major >= 3) {
+        const qint64 mimeEnd = content.indexOf('\0', 1);
+        if (mimeEnd < 0) return std::nullopt;
+        p = mimeEnd + 1;
+    }
+    const auto type = content.u8(p);
+    if (!type) return std::nullopt;
+    const auto dataStart = ID3Text::skipString(*encoding, content, p + 1);
+    if (!dataStart) return std::nullopt;
+    return PictureHeader{*type, *dataStart};
+}
+
+std::optional<QByteArray> pictureData(ID3FrameWalker& walker, const ID3Frame& frame) {
+    if (frame.size > FileBytes::kMaxRead) return std::nullopt;
+    const auto content = walker.content(frame, frame.size);
+    if (!content) return std::nullopt;
+    const auto header = pictureHeader(ByteView(*content), walker.header().major);
+    if (!header || header->dataStart >= content->size()) return std::nullopt;
+    return content->mid(header->dataStart);
+}
+
+}  // namespace
+
+std::optional<ID3Tag> ID3Reader::readTag(const FileBytes& file, qint64 offset) {
+    auto walker = ID3FrameWalker::open(file, offset);
+    if (!walker) return std::nullopt;
+    ID3Tag tag;
+    tag.length = walker->header().totalLength();
+    ID3Chapters chapters;
+    while (const auto frame = walker->next()) {
+        const Field field = fieldOf(frame->id);
+        if (!wanted(field, tag)) continue;
+        const bool chapterFrame = field == Field::Chapter || field == Field::Table;
+        const qint64 max = field == Field::Picture ? kPictureHeaderBytes : chapterFrame ? kMaxChapterBytes : kMaxTextBytes;
+        const auto content = walker->content(*frame, max);
+        if (!content) continue;
+        const ByteView view(*content);
+        switch (field) {
+        case Field::Picture: tag.hasPicture = pictureHeader(view, walker->header().major).has_value(); break;
+        case Field::Lyrics: tag.tags.lyrics = lyricsText(view); break;
+        case Field::Chapter: chapters.addChapter(*content, walker->header()); break;
+        case Field::Table: chapters.addTable(*content); break;
+        default: applyText(field, ID3Text::frameValues(view), tag.tags); break;
+        }
+    }
+    tag.chapters = chapters.ordered();
+    return tag;
+}
+
+std::optional<AudioInfo> ID3Reader::readInfo(const FileBytes& file, qint64 offset) {
+    const auto tag = readTag(file, offset);
+    if (!tag) return std::nullopt;
+    AudioInfo info;
+    info.tags = tag->tags;
+    info.hasArtwork = tag->hasPicture;
+    info.chapters = finalizeChapters(tag->chapters, info.properties.duration);
+    return info;
+}
+
+std::optional<QByteArray> ID3Reader::readPicture(const FileBytes& file, qint64 offset) {
+    auto walker = ID3FrameWalker::open(file, offset);
+    if (!walker) return std::nullopt;
+    // Only the head of each picture frame is read until the front cover turns up.
+    QList<ID3Frame> others;
+    while (const auto frame = walker->next()) {
+        if (fieldOf(frame->id) != Field::Picture) continue;
+        const auto head = walker->content(*frame, kPictureHeaderBytes);
+        const auto header = head ? pictureHeader(ByteView(*head), walker->header().major) : std::nullopt;
+        if (!header) continue;
+        if (header->type == kFrontCover) {
+            if (auto data = pictureData(*walker, *frame)) return data;
+        } else if (others.size() < kMaxPictureCandidates) {
+            others.append(*frame);
+        }
+    }
+    for (const ID3Frame& frame : others) {
+        if (auto data = pictureData(*walker, frame)) return data;
+    }
+    return std::nullopt;
+}
 
 }  // namespace sonvale

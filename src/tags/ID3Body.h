@@ -1,0 +1,37 @@
+#pragma once
+
+#include "FileBytes.h"
+
+#include <QByteArray>
+
+#include <optional>
+
+namespace sonvale {
+
+// The bytes of an ID3v2 tag behind its header. Either read on demand from the file through a
+// small window, so that walking the frame headers of a tag costs a few reads and skipping a
+// large picture costs none, or held in memory when the tag had to be decoded as a whole.
+// Positions are relative to the start of the body. The FileBytes must outlive the body; one
+// body belongs to one reading job (reads refill the window, so they are not const).
+class ID3Body {
+public:
+    static constexpr qint64 kWindow = 16 * 1024;
+
+    // `length` bytes of `file` at `start`; the range must lie inside the file.
+    ID3Body(const FileBytes& file, qint64 start, qint64 length);
+    explicit ID3Body(QByteArray bytes);
+
+    qint64 size() const { return length_; }
+
+    // Exactly `count` bytes at `pos`; nothing when the range leaves the body or a read fails.
+    std::optional<QByteArray> read(qint64 pos, qint64 count);
+
+private:
+    const FileBytes* file_ = nullptr;
+    qint64 start_ = 0;
+    qint64 length_ = 0;
+    QByteArray window_;
+    qint64 windowPos_ = 0;
+};
+
+}  // namespace sonvale
