@@ -76,8 +76,11 @@ QByteArray id3Frame(const char* id, const QByteArray& body) {
 
 QByteArray id3Text(const char* id, const QByteArray& latin1) { return id3Frame(id, '\0' + latin1); }
 
-// An ID3v2.3 tag around `frames` (fewer than 128 bytes of them).
-QByteArray id3Tag(const QByteArray& frames) { return "ID3\x03\0\0\0\0\0"_ba + char(frames.size()) + frames; }
+// An ID3v2.3 tag around `frames` (less than 16 KiB of them).
+QByteArray id3Tag(const QByteArray& frames) {
+    const int n = int(frames.size());
+    return "ID3\x03\0\0\0\0"_ba + char((n >> 7) & 0x7F) + char(n & 0x7F) + frames;
+}
 
 // The 80-bit extended form of a whole-number sample rate.
 QByteArray extended(quint64 rate) {
@@ -236,14 +239,19 @@ TEST(RIFFReader, DecodesExtendedSampleRates) {
 TEST(RIFFReader, LetsID3ChunkWinOverNativeTextsFieldByField) {
     MediaFactory media;
     const QByteArray picture = "\xff\xd8\xff\xe0 jpeg"_ba;
-    const QByteArray tag = id3Tag(id3Text("TIT2", "ID3 title") + id3Text("TPE1", "ID3 artist") +
-                                  id3Text("TRCK", "5/9") + id3Frame("APIC", "\0image/jpeg\0\x03\0"_ba + picture));
+    // A chapter without an end runs to the end of the one second of sound.
+    const QByteArray chapter = id3Frame("CHAP", "ch1\0"_ba + be(0, 8) + be(~0ULL, 8) + id3Text("TIT2", "Intro"));
+    const QByteArray apic = id3Frame("APIC", "\0image/jpeg\0\x03\0"_ba + picture);
+    const QByteArray tag =
+        id3Tag(id3Text("TIT2", "ID3 title") + id3Text("TPE1", "ID3 artist") + id3Text("TRCK", "5/9") + apic + chapter);
     const QByteArray info = infoList({{"INAM", "Info title"}, {"IART", "Info artist"}, {"IPRD", "Info album"}});
     const QByteArray second = chunk("ID3 ", id3Tag(id3Text("TIT2", "Second")));
-    const QString path = media.write(u"a.wav"_s, wave(pcmFmt() + info + chunk("id3 ", tag) + second));
+    const QByteArray data = chunk("data", QByteArray(32000, '\0'));
+    const QString path = media.write(u"a.wav"_s, wave(pcmFmt() + info + data + chunk("id3 ", tag) + second));
     const auto read = readInfo(path);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->tags, (AudioTags{u"ID3 title"_s, {u"ID3 artist"_s}, u"Info album"_s, u"5"_s, {}, {}}));
+    EXPECT_EQ(read->chapters, QList<Chapter>{(Chapter{0, 1.0, u"Intro"_s})});
     EXPECT_TRUE(read->hasArtwork);
     EXPECT_EQ(readPicture(path), picture);
 
