@@ -71,7 +71,8 @@ std::optional<AIFFReader::Common> AIFFReader::parseCommon(ByteView body, bool ai
     if (!rate || common.channels < 1) return std::nullopt;
     common.sampleRate = *rate;
     // A short AIFC COMM without its compression type is read as uncompressed.
-    common.compression = aifc ? body.be32(kCommonBytes).value_or(RIFFChunks::fourCC("NONE")) : RIFFChunks::fourCC("NONE");
+    const uint32_t none = RIFFChunks::fourCC("NONE");
+    common.compression = aifc ? body.be32(kCommonBytes).value_or(none) : none;
     return common;
 }
 

@@ -76,7 +76,7 @@ std::optional<RIFFForm> RIFFChunks::read(const FileBytes& file, qint64 offset) {
     RIFFForm form;
     form.kind = header->kind;
     qint64 end = formEnd(file, offset, header->declaredSize);
-    uint64_t dataSize64 = 0;
+    uint64_t dataSize64 = kUnknownSize32;  // without ds64, -1 stays: the data runs to the end
     qint64 p = offset + kFormHeaderBytes;
     for (int i = 0; i < kMaxChunks && p <= end - kChunkHeaderBytes; ++i) {
         const auto bytes = file.read(p, kChunkHeaderBytes);
