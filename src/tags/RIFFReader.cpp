@@ -1,9 +1,70 @@
 #include "RIFFReader.h"
 
+#include "AIFFReader.h"
+#include "ID3Reader.h"
+#include "RIFFChunks.h"
+#include "WAVEReader.h"
+
 namespace sonvale {
 
-std::optional<AudioInfo> RIFFReader::readInfo(const FileBytes&, qint64) { return std::nullopt; }
+namespace {
 
-std::optional<QByteArray> RIFFReader::readPicture(const FileBytes&, qint64) { return std::nullopt; }
+const RIFFChunk* firstID3Chunk(const RIFFForm& form) {
+    for (const RIFFChunk& chunk : form.chunks) {
+        if (chunk.id == RIFFChunks::fourCC("id3 ") || chunk.id == RIFFChunks::fourCC("ID3 ")) return &chunk;
+    }
+    return nullptr;
+}
+
+// Taggers write the ID3 chunk to be read in place of the native texts, so each of its values
+// replaces the native one.
+void overlayID3(const ID3Tag& id3, AudioInfo& info) {
+    AudioTags& tags = info.tags;
+    for (auto field : {&AudioTags::title, &AudioTags::album, &AudioTags::trackNumber, &AudioTags::genre,
+                       &AudioTags::lyrics}) {
+        if (id3.tags.*field) tags.*field = id3.tags.*field;
+    }
+    if (!id3.tags.artists.isEmpty()) tags.artists = id3.tags.artists;
+    info.hasArtwork = info.hasArtwork || id3.hasPicture;
+    info.chapters = finalizeChapters(id3.chapters, info.properties.duration);
+}
+
+// A tag in front of the form is foreign to it and only fills the gaps.
+void fillFromID3(const ID3Tag& id3, AudioInfo& info) {
+    AudioTags& tags = info.tags;
+    for (auto field : {&AudioTags::title, &AudioTags::album, &AudioTags::trackNumber, &AudioTags::genre,
+                       &AudioTags::lyrics}) {
+        if (!(tags.*field)) tags.*field = id3.tags.*field;
+    }
+    if (tags.artists.isEmpty()) tags.artists = id3.tags.artists;
+    info.hasArtwork = info.hasArtwork || id3.hasPicture;
+    if (info.chapters.isEmpty()) info.chapters = finalizeChapters(id3.chapters, info.properties.duration);
+}
+
+}  // namespace
+
+std::optional<AudioInfo> RIFFReader::readInfo(const FileBytes& file, qint64 offset) {
+    const auto form = RIFFChunks::read(file, offset);
+    if (!form) return std::nullopt;
+    auto info = form->kind == RIFFForm::Wave ? WAVEReader::readInfo(file, *form) : AIFFReader::readInfo(file, *form);
+    if (!info) return std::nullopt;
+    if (const RIFFChunk* chunk = firstID3Chunk(*form)) {
+        if (const auto id3 = ID3Reader::readTag(file, chunk->offset)) overlayID3(*id3, *info);
+    }
+    if (offset >= 1) {
+        if (const auto id3 = ID3Reader::readTag(file, 0)) fillFromID3(*id3, *info);
+    }
+    return info;
+}
+
+std::optional<QByteArray> RIFFReader::readPicture(const FileBytes& file, qint64 offset) {
+    const auto form = RIFFChunks::read(file, offset);
+    if (!form) return std::nullopt;
+    if (const RIFFChunk* chunk = firstID3Chunk(*form)) {
+        if (auto picture = ID3Reader::readPicture(file, chunk->offset)) return picture;
+    }
+    if (offset >= 1) return ID3Reader::readPicture(file, 0);
+    return std::nullopt;
+}
 
 }  // namespace sonvale

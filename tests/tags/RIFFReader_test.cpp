@@ -1,0 +1,319 @@
+#include "AIFFReader.h"
+#include "FileBytes.h"
+#include "RIFFReader.h"
+
+#include "MediaFactory.h"
+
+#include <QDir>
+
+#include <gtest/gtest.h>
+
+using namespace sonvale;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+std::optional<AudioInfo> readInfo(const QString& path, qint64 offset = 0) {
+    const auto file = FileBytes::open(path);
+    return file ? RIFFReader::readInfo(*file, offset) : std::nullopt;
+}
+
+std::optional<QByteArray> readPicture(const QString& path, qint64 offset = 0) {
+    const auto file = FileBytes::open(path);
+    return file ? RIFFReader::readPicture(*file, offset) : std::nullopt;
+}
+
+QStringList args(const QString& text) { return text.split(QLatin1Char(' ')); }
+
+QByteArray le(quint64 value, int bytes) {
+    QByteArray out;
+    for (int i = 0; i < bytes; ++i) out += char((value >> (8 * i)) & 0xFF);
+    return out;
+}
+
+QByteArray be(quint64 value, int bytes) {
+    QByteArray out;
+    for (int i = bytes - 1; i >= 0; --i) out += char((value >> (8 * i)) & 0xFF);
+    return out;
+}
+
+// A chunk padded to an even length; `size` overrides the size field of a WAVE chunk.
+QByteArray chunk(const char* id, const QByteArray& body, std::optional<quint32> size = std::nullopt) {
+    const QByteArray out = QByteArray(id, 4) + le(size.value_or(body.size()), 4) + body;
+    return body.size() % 2 ? out + '\0' : out;
+}
+
+QByteArray aiffChunk(const char* id, const QByteArray& body) {
+    const QByteArray out = QByteArray(id, 4) + be(body.size(), 4) + body;
+    return body.size() % 2 ? out + '\0' : out;
+}
+
+QByteArray wave(const QByteArray& chunks, std::optional<quint32> formSize = std::nullopt) {
+    return "RIFF" + le(formSize.value_or(4 + chunks.size()), 4) + "WAVE" + chunks;
+}
+
+QByteArray aiff(const char* type, const QByteArray& chunks) {
+    return "FORM" + be(4 + chunks.size(), 4) + type + chunks;
+}
+
+QByteArray fmtChunk(int tag, int channels, int rate, int blockAlign, int bits, quint32 bytesPerSecond) {
+    return chunk("fmt ", le(tag, 2) + le(channels, 2) + le(rate, 4) + le(bytesPerSecond, 4) + le(blockAlign, 2) +
+                             le(bits, 2));
+}
+
+// 16-bit stereo PCM at 8 kHz: 32000 bytes a second.
+QByteArray pcmFmt() { return fmtChunk(1, 2, 8000, 4, 16, 32000); }
+
+QByteArray infoList(const QList<QPair<const char*, QByteArray>>& entries) {
+    QByteArray body = "INFO";
+    for (const auto& [id, value] : entries) body += chunk(id, value);
+    return chunk("LIST", body);
+}
+
+QByteArray id3Frame(const char* id, const QByteArray& body) {
+    return QByteArray(id, 4) + be(body.size(), 4) + "\0\0"_ba + body;
+}
+
+QByteArray id3Text(const char* id, const QByteArray& latin1) { return id3Frame(id, '\0' + latin1); }
+
+// An ID3v2.3 tag around `frames` (less than 16 KiB of them).
+QByteArray id3Tag(const QByteArray& frames) {
+    const int n = int(frames.size());
+    return "ID3\x03\0\0\0\0"_ba + char((n >> 7) & 0x7F) + char(n & 0x7F) + frames;
+}
+
+// The 80-bit extended form of a whole-number sample rate.
+QByteArray extended(quint64 rate) {
+    int exponent = 63;
+    for (; !(rate & (1ULL << 63)); --exponent) rate <<= 1;
+    return be(16383 + exponent, 2) + be(rate, 8);
+}
+
+}  // namespace
+
+TEST(RIFFReader, ReadsUncompressedWAVEFromFFmpeg) {
+    MediaFactory media;
+    // Three or more channels and 24 bits make ffmpeg write WAVE_FORMAT_EXTENSIBLE.
+    const struct { const char* codec; int bits, channels; } cases[] = {
+        {"pcm_u8", 8, 1},     {"pcm_s16le", 16, 2}, {"pcm_s24le", 24, 2}, {"pcm_s32le", 32, 2},
+        {"pcm_f32le", 32, 2}, {"pcm_f64le", 64, 1}, {"pcm_s24le", 24, 6}, {"pcm_s16le", 16, 3}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.codec) + " x" + std::to_string(c.channels));
+        const QStringList codec = {u"-c:a"_s, QLatin1String(c.codec)};
+        const auto info = readInfo(media.ffmpeg(u"t.wav"_s, codec, 1.5, 22050, c.channels));
+        ASSERT_TRUE(info);
+        EXPECT_EQ(info->properties, (AudioProperties{1.5, qint64(c.bits) * c.channels * 22050, 22050, c.channels}));
+        EXPECT_EQ(info->tags, AudioTags{});
+        EXPECT_FALSE(info->hasArtwork);
+    }
+}
+
+TEST(RIFFReader, TimesCompressedWAVEByFactChunkOrByteRate) {
+    MediaFactory media;
+    const auto alaw = readInfo(media.ffmpeg(u"a.wav"_s, args(u"-c:a pcm_alaw"_s), 2.0, 8000, 2));
+    ASSERT_TRUE(alaw);
+    EXPECT_EQ(alaw->properties, (AudioProperties{2.0, 128000, 8000, 2}));
+
+    // IMA ADPCM: the fact chunk counts 1000 samples, the byte rate would say 2 s.
+    const QByteArray adpcm = fmtChunk(0x11, 1, 8000, 256, 4, 4000);
+    const QByteArray data = chunk("data", QByteArray(8000, '\0'));
+    auto info = readInfo(media.write(u"b.wav"_s, wave(adpcm + chunk("fact", le(1000, 4)) + data)));
+    ASSERT_TRUE(info);
+    EXPECT_EQ(info->properties, (AudioProperties{0.125, 32000, 8000, 1}));
+
+    // PCM ignores a stale fact chunk; without a byte rate the data size gives the bit rate.
+    const QByteArray pcm = fmtChunk(1, 2, 8000, 4, 16, 0) + chunk("fact", le(5, 4)) + data;
+    info = readInfo(media.write(u"d.wav"_s, wave(pcm)));
+    ASSERT_TRUE(info);
+    EXPECT_EQ(info->properties, (AudioProperties{0.25, 256000, 8000, 2}));
+}
+
+TEST(RIFFReader, TakesRF64DataSizeFromDs64) {
+    MediaFactory media;
+    const QByteArray ds64 = chunk("ds64", le(0, 8) + le(8000, 8) + le(2000, 8) + le(0, 4));
+    const QByteArray data = chunk("data", QByteArray(9000, '\0'), 0xFFFFFFFF);
+    const auto info = readInfo(media.write(u"a.wav"_s, "RF64" + le(0xFFFFFFFF, 4) + "WAVE" + ds64 + pcmFmt() + data));
+    ASSERT_TRUE(info);
+    EXPECT_EQ(info->properties.duration, 0.25);
+}
+
+TEST(RIFFReader, ReadsInfoListTexts) {
+    MediaFactory media;
+    const auto made = readInfo(media.ffmpeg(u"a.wav"_s, {u"-metadata"_s, u"title=Ünï Title"_s, u"-metadata"_s,
+                                                         u"artist=Art"_s, u"-metadata"_s, u"album=Alb"_s,
+                                                         u"-metadata"_s, u"track=03/12"_s, u"-metadata"_s,
+                                                         u"genre=Ambient"_s}));
+    ASSERT_TRUE(made);
+    EXPECT_EQ(made->tags, (AudioTags{u"Ünï Title"_s, {u"Art"_s}, u"Alb"_s, u"3"_s, u"Ambient"_s, std::nullopt}));
+
+    // Latin-1 when not UTF-8, cut at the NUL, trimmed; an empty value does not hide a later one;
+    // a second INFO list is not read.
+    const QByteArray list = infoList({{"INAM", "  Caf\xe9\0junk"_ba}, {"IART", "A"}, {"IPRD", " \0"_ba},
+                                      {"IPRD", "Album"}, {"ITRK", "0"}, {"IPRT", "007"}, {"IART", "B"}});
+    const auto crafted = readInfo(media.write(u"b.wav"_s, wave(pcmFmt() + list + infoList({{"IGNR", "Late"}}))));
+    ASSERT_TRUE(crafted);
+    EXPECT_EQ(crafted->tags, (AudioTags{u"Café"_s, {u"A"_s, u"B"_s}, u"Album"_s, u"7"_s, std::nullopt, std::nullopt}));
+}
+
+TEST(RIFFReader, WalksOddEmptyCutAndOversizedChunks) {
+    MediaFactory media;
+    const QByteArray data = chunk("data", QByteArray(32000, '\0'));
+    const QByteArray title = infoList({{"INAM", "T"}});
+    const QByteArray oddAndEmpty = chunk("odd ", "abc") + chunk("zero", {});
+    auto info = readInfo(media.write(u"a.wav"_s, wave(oddAndEmpty + pcmFmt() + title + data)));
+    ASSERT_TRUE(info);
+    EXPECT_EQ(info->properties.duration, 1.0);
+    EXPECT_EQ(info->tags.title, u"T"_s);
+
+    // Sound data cut short keeps what the file holds; any other chunk that runs past the end
+    // (or claims ~4 GB) ends the walk.
+    info = readInfo(media.write(u"b.wav"_s, wave(pcmFmt() + chunk("data", QByteArray(16000, '\0'), 32000))));
+    ASSERT_TRUE(info);
+    EXPECT_EQ(info->properties.duration, 0.5);
+    info = readInfo(media.write(u"c.wav"_s, wave(pcmFmt() + chunk("LIST", "INFO", 0xFFFFFFF0) + title)));
+    ASSERT_TRUE(info);
+    EXPECT_FALSE(info->tags.title);
+
+    // Nothing behind the declared form size or a code that is no chunk code is read.
+    const QByteArray form = pcmFmt() + data;
+    info = readInfo(media.write(u"d.wav"_s, wave(form + title, 4 + form.size())));
+    ASSERT_TRUE(info);
+    EXPECT_FALSE(info->tags.title);
+    info = readInfo(media.write(u"e.wav"_s, wave(form + QByteArray(8, '\x01') + title)));
+    ASSERT_TRUE(info);
+    EXPECT_FALSE(info->tags.title);
+}
+
+TEST(RIFFReader, RejectsFilesWithoutUsableForm) {
+    MediaFactory media;
+    const QByteArray data = chunk("data", QByteArray(100, '\0'));
+    for (const QByteArray& bytes :
+         {"RIFF" + le(100, 4) + "AVI " + pcmFmt() + data, "RIFF" + le(4, 4) + "WAV",
+          wave(chunk("big ", "x", 0xFFFFFFF0) + pcmFmt()), wave(data + infoList({{"INAM", "no format"}})),
+          wave(chunk("fmt ", QByteArray(12, '\x01')) + data), wave(fmtChunk(1, 0, 8000, 4, 16, 32000) + data),
+          wave(fmtChunk(1, 2, 0, 4, 16, 32000) + data), aiff("AIFF", aiffChunk("COMM", QByteArray(18, '\0')))}) {
+        EXPECT_FALSE(readInfo(media.write(u"x"_s, bytes)));
+    }
+    EXPECT_FALSE(readInfo(media.write(u"y"_s, wave(pcmFmt() + data)), 3));
+}
+
+TEST(RIFFReader, ReadsAIFFAndAIFCFromFFmpeg) {
+    MediaFactory media;
+    // ffmpeg writes AIFC for float and G.711; a-law and mu-law declare 8-bit samples.
+    const struct { const char* codec; int bits; } cases[] = {
+        {"pcm_s16be", 16}, {"pcm_s24be", 24}, {"pcm_f32be", 32}, {"pcm_alaw", 8}, {"pcm_mulaw", 8}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.codec);
+        const QStringList codec = {u"-c:a"_s, QLatin1String(c.codec), u"-f"_s, u"aiff"_s};
+        const auto info = readInfo(media.ffmpeg(u"t.aif"_s, codec, 2.0, 11025, 2));
+        ASSERT_TRUE(info);
+        EXPECT_EQ(info->properties, (AudioProperties{2.0, qint64(c.bits) * 2 * 11025, 11025, 2}));
+    }
+}
+
+TEST(RIFFReader, ReadsAIFFNameAndAuthorChunks) {
+    MediaFactory media;
+    const QByteArray comm = aiffChunk("COMM", be(1, 2) + be(22050, 4) + be(16, 2) + extended(44100));
+    const QByteArray ssnd = aiffChunk("SSND", be(0, 4) + be(0, 4) + QByteArray(44100, '\0'));
+    const QByteArray texts = aiffChunk("NAME", "  Odd title") + aiffChunk("AUTH", "Auth\xf6r");
+    const auto info = readInfo(media.write(u"a.aif"_s, aiff("AIFF", texts + comm + ssnd)));
+    ASSERT_TRUE(info);
+    EXPECT_EQ(info->properties, (AudioProperties{0.5, 705600, 44100, 1}));
+    EXPECT_EQ(info->tags.title, u"Odd title"_s);
+    EXPECT_EQ(info->tags.artists, QList<QString>{u"Authör"_s});
+
+}
+
+TEST(RIFFReader, DecodesExtendedSampleRates) {
+    auto rate = [](const QByteArray& bytes) { return AIFFReader::sampleRate(ByteView(bytes)); };
+    EXPECT_EQ(rate(extended(44100)), 44100.0);
+    EXPECT_EQ(rate(extended(1)), 1.0);
+    EXPECT_EQ(rate(be(0x400D, 2) + be(0xADDD1745D1745D17, 8)), 0xADDD1745D1745D17 / double(1ULL << 49));
+    EXPECT_FALSE(rate(be(0xC00E, 2) + be(0xAC44000000000000, 8)));  // negative
+    EXPECT_FALSE(rate(be(0x7FFF, 2) + be(0x8000000000000000, 8)));  // infinity
+    EXPECT_FALSE(rate(be(0x0000, 2) + be(0x8000000000000000, 8)));  // tiny
+    EXPECT_FALSE(rate(be(0x4017, 2) + be(0xFFFFFFFFFFFFFFFF, 8)));  // beyond 2^24
+    EXPECT_FALSE(rate(be(0x400E, 2) + be(0, 8)));
+}
+
+TEST(RIFFReader, LetsID3ChunkWinOverNativeTextsFieldByField) {
+    MediaFactory media;
+    const QByteArray picture = "\xff\xd8\xff\xe0 jpeg"_ba;
+    // A chapter without an end runs to the end of the one second of sound.
+    const QByteArray chapter = id3Frame("CHAP", "ch1\0"_ba + be(0, 8) + be(~0ULL, 8) + id3Text("TIT2", "Intro"));
+    const QByteArray apic = id3Frame("APIC", "\0image/jpeg\0\x03\0"_ba + picture);
+    const QByteArray tag =
+        id3Tag(id3Text("TIT2", "ID3 title") + id3Text("TPE1", "ID3 artist") + id3Text("TRCK", "5/9") + apic + chapter);
+    const QByteArray info = infoList({{"INAM", "Info title"}, {"IART", "Info artist"}, {"IPRD", "Info album"}});
+    const QByteArray second = chunk("ID3 ", id3Tag(id3Text("TIT2", "Second")));
+    const QByteArray data = chunk("data", QByteArray(32000, '\0'));
+    const QString path = media.write(u"a.wav"_s, wave(pcmFmt() + info + data + chunk("id3 ", tag) + second));
+    const auto read = readInfo(path);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->tags, (AudioTags{u"ID3 title"_s, {u"ID3 artist"_s}, u"Info album"_s, u"5"_s, {}, {}}));
+    EXPECT_EQ(read->chapters, QList<Chapter>{(Chapter{0, 1.0, u"Intro"_s})});
+    EXPECT_TRUE(read->hasArtwork);
+    EXPECT_EQ(readPicture(path), picture);
+
+    // A tag in front of the form only fills what the form left empty.
+    const QByteArray front = id3Tag(id3Text("TIT2", "Front title") + id3Text("TCON", "Front genre"));
+    const QString fronted = media.write(u"b.wav"_s, front + wave(pcmFmt() + info));
+    const auto withFront = readInfo(fronted, front.size());
+    ASSERT_TRUE(withFront);
+    EXPECT_EQ(withFront->tags.title, u"Info title"_s);
+    EXPECT_EQ(withFront->tags.genre, u"Front genre"_s);
+}
+
+TEST(RIFFReader, ReadsID3ChunkAndCoverOfFFmpegAIFF) {
+    MediaFactory media;
+    const QString cover = media.jpeg(u"cover.jpg"_s);
+    const QString path = media.ffmpeg(
+        u"a.aiff"_s,
+        QStringList{u"-i"_s, cover} +
+            args(u"-map 0:a -map 1:v -c:v copy -disposition:v attached_pic -write_id3v2 1 -id3v2_version 3 -f aiff"_s) +
+            QStringList{u"-metadata"_s, u"artist=Tagged Artist"_s, u"-metadata"_s, u"track=2"_s},
+        1.0, 44100, 1);
+    const auto info = readInfo(path);
+    ASSERT_TRUE(info);
+    EXPECT_EQ(info->properties, (AudioProperties{1.0, 705600, 44100, 1}));
+    EXPECT_EQ(info->tags.artists, QList<QString>{u"Tagged Artist"_s});
+    EXPECT_EQ(info->tags.trackNumber, u"2"_s);
+    EXPECT_TRUE(info->hasArtwork);
+    EXPECT_EQ(readPicture(path), MediaFactory::readAll(cover));
+}
+
+TEST(RIFFReader, ReadsPeerCorpus) {
+    const auto corpus = MediaFactory::peerCorpus();
+    if (!corpus) GTEST_SKIP() << "no peer corpus";
+    const QStringList filters = args(u"*.wav *.aif *.aiff *.aifc"_s);
+    int seen = 0;
+    for (const QString& sub : {u"/taglib/"_s, u"/mutagen/"_s}) {
+        for (const QString& name : QDir(*corpus + sub).entryList(filters, QDir::Files)) {
+            (void)readInfo(*corpus + sub + name);
+            (void)readPicture(*corpus + sub + name);
+            ++seen;
+        }
+    }
+    EXPECT_GT(seen, 20);
+
+    auto info = [&](const char* name) { return readInfo(*corpus + u'/' + QLatin1String(name)).value_or(AudioInfo{}); };
+    EXPECT_EQ(info("mutagen/11k-1ch-2s-silence.aif").properties, (AudioProperties{2.0, 176400, 11025, 1}));
+    EXPECT_EQ(info("mutagen/8k-4ch-1s-silence.aif").properties.channels, 4);
+    EXPECT_EQ(info("taglib/rf64.wav").properties.sampleRate, 48000);
+    EXPECT_EQ(info("taglib/uint8we.wav").properties.bitRate, 8 * 2 * 8000);
+    EXPECT_EQ(info("taglib/noise_odd.aif").properties, info("taglib/noise.aif").properties);
+    EXPECT_EQ(info("taglib/alaw.aifc").tags.title, u"woodblock"_s);
+    EXPECT_EQ(info("taglib/alaw.aifc").tags.artists, QList<QString>{u"Prosonus"_s});
+    EXPECT_EQ(info("taglib/duplicate_tags.wav").tags.title, u"Title1"_s);
+}
+
+TEST(RIFFReader, ReadsFirstID3ChunkOfPeerCorpus) {
+    const auto corpus = MediaFactory::peerCorpus();
+    if (!corpus) GTEST_SKIP() << "no peer corpus";
+    auto info = [&](const char* name) { return readInfo(*corpus + u'/' + QLatin1String(name)).value_or(AudioInfo{}); };
+    EXPECT_EQ(info("taglib/duplicate_id3v2.aiff").tags.title, u"Title1"_s);
+    EXPECT_EQ(info("taglib/duplicate_id3v2.aiff").tags.artists, QList<QString>{u"Artist1"_s});
+    EXPECT_EQ(info("mutagen/with-id3.aif").tags.title, u"AIFF title"_s);
+    EXPECT_TRUE(info("mutagen/silence-2s-PCM-16000-08-ID3v23.wav").hasArtwork);
+    EXPECT_TRUE(readPicture(*corpus + u"/mutagen/silence-2s-PCM-16000-08-ID3v23.wav"_s));
+}
