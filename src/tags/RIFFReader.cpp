@@ -19,24 +19,16 @@ const RIFFChunk* firstID3Chunk(const RIFFForm& form) {
 // Taggers write the ID3 chunk to be read in place of the native texts, so each of its values
 // replaces the native one.
 void overlayID3(const ID3Tag& id3, AudioInfo& info) {
-    AudioTags& tags = info.tags;
-    for (auto field : {&AudioTags::title, &AudioTags::album, &AudioTags::trackNumber, &AudioTags::genre,
-                       &AudioTags::lyrics}) {
-        if (id3.tags.*field) tags.*field = id3.tags.*field;
-    }
-    if (!id3.tags.artists.isEmpty()) tags.artists = id3.tags.artists;
+    AudioTags tags = id3.tags;
+    fillMissing(tags, info.tags);
+    info.tags = std::move(tags);
     info.hasArtwork = info.hasArtwork || id3.hasPicture;
     info.chapters = finalizeChapters(id3.chapters, info.properties.duration);
 }
 
 // A tag in front of the form is foreign to it and only fills the gaps.
 void fillFromID3(const ID3Tag& id3, AudioInfo& info) {
-    AudioTags& tags = info.tags;
-    for (auto field : {&AudioTags::title, &AudioTags::album, &AudioTags::trackNumber, &AudioTags::genre,
-                       &AudioTags::lyrics}) {
-        if (!(tags.*field)) tags.*field = id3.tags.*field;
-    }
-    if (tags.artists.isEmpty()) tags.artists = id3.tags.artists;
+    fillMissing(info.tags, id3.tags);
     info.hasArtwork = info.hasArtwork || id3.hasPicture;
     if (info.chapters.isEmpty()) info.chapters = finalizeChapters(id3.chapters, info.properties.duration);
 }
