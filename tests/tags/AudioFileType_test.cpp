@@ -2,6 +2,7 @@
 #include "FileBytes.h"
 
 #include "MediaFactory.h"
+#include "TestBytes.h"
 
 #include <gtest/gtest.h>
 
@@ -15,16 +16,8 @@ DetectedType detect(MediaFactory& media, const QByteArray& bytes) {
     return file ? detectFileType(*file) : DetectedType{AudioFileType::unknown, -1};
 }
 
-// An ID3v2.4 header whose syncsafe size is `size`, followed by `size` bytes of padding.
-QByteArray id3Tag(int size, uint8_t flags = 0) {
-    QByteArray tag("ID3\x04\x00", 5);
-    tag += char(flags);
-    tag += char((size >> 21) & 0x7F);
-    tag += char((size >> 14) & 0x7F);
-    tag += char((size >> 7) & 0x7F);
-    tag += char(size & 0x7F);
-    return tag + QByteArray(size, '\0');
-}
+// An ID3v2.4 tag of `padding` zero bytes.
+QByteArray paddingTag(int padding, uint8_t flags = 0) { return testbytes::id3Tag(4, {}, flags, padding); }
 
 }  // namespace
 
@@ -41,9 +34,9 @@ TEST(AudioFileType, ClassifiesByLeadingMagic) {
 
 TEST(AudioFileType, SkipsAnID3TagInFrontOfAnotherContainer) {
     MediaFactory media;
-    EXPECT_EQ(detect(media, id3Tag(20) + "fLaC\0\0\0\0"), (DetectedType{AudioFileType::flac, 30}));
-    EXPECT_EQ(detect(media, id3Tag(20, 0x10) + QByteArray(10, 'F') + "RIFF...."), (DetectedType{AudioFileType::riff, 40}));
-    EXPECT_EQ(detect(media, id3Tag(20) + QByteArray("\xff\xfb\x90\x00", 4)), (DetectedType{AudioFileType::id3, 0}));
+    EXPECT_EQ(detect(media, paddingTag(20) + "fLaC\0\0\0\0"), (DetectedType{AudioFileType::flac, 30}));
+    EXPECT_EQ(detect(media, paddingTag(20, 0x10) + "RIFF...."), (DetectedType{AudioFileType::riff, 40}));
+    EXPECT_EQ(detect(media, paddingTag(20) + QByteArray("\xff\xfb\x90\x00", 4)), (DetectedType{AudioFileType::id3, 0}));
 }
 
 TEST(AudioFileType, TreatsABrokenOrShortID3TagAsMPEG) {
@@ -51,6 +44,6 @@ TEST(AudioFileType, TreatsABrokenOrShortID3TagAsMPEG) {
     EXPECT_EQ(detect(media, "ID3\x04"), (DetectedType{AudioFileType::id3, 0}));
     EXPECT_EQ(detect(media, QByteArray("ID3\x04\0\0\x80\0\0\0fLaC", 14)), (DetectedType{AudioFileType::id3, 0}));
     EXPECT_EQ(detect(media, QByteArray("ID3\xff\0\0\0\0\0\0fLaC", 14)), (DetectedType{AudioFileType::id3, 0}));
-    EXPECT_EQ(detect(media, id3Tag(20) + "fLa"), (DetectedType{AudioFileType::id3, 0}));
-    EXPECT_EQ(detect(media, id3Tag(200).left(50)), (DetectedType{AudioFileType::id3, 0}));
+    EXPECT_EQ(detect(media, paddingTag(20) + "fLa"), (DetectedType{AudioFileType::id3, 0}));
+    EXPECT_EQ(detect(media, paddingTag(200).left(50)), (DetectedType{AudioFileType::id3, 0}));
 }

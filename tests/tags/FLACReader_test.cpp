@@ -1,6 +1,7 @@
 #include "FLACReader.h"
 
 #include "MediaFactory.h"
+#include "TestBytes.h"
 
 #include <QFile>
 
@@ -8,17 +9,11 @@
 
 using namespace sonvale;
 
+using namespace testbytes;
+
 namespace {
 
 QByteArray bytesOf(std::initializer_list<char> list) { return QByteArray(list.begin(), qsizetype(list.size())); }
-
-QByteArray be32(uint32_t v) {
-    return bytesOf({char(v >> 24), char(v >> 16), char(v >> 8), char(v)});
-}
-
-QByteArray le32(uint32_t v) {
-    return bytesOf({char(v), char(v >> 8), char(v >> 16), char(v >> 24)});
-}
 
 QByteArray block(uint8_t type, const QByteArray& body, bool last = false) {
     const auto n = uint32_t(body.size());

@@ -2,10 +2,13 @@
 
 #include "ID3Genre.h"
 #include "MediaFactory.h"
+#include "TestBytes.h"
 
 #include <gtest/gtest.h>
 
 using namespace sonvale;
+
+using namespace testbytes;
 
 namespace {
 
@@ -20,11 +23,6 @@ QByteArray id3v1(const QByteArray& title, const QByteArray& artist, const QByteA
                  uint8_t genre) {
     QByteArray comment = track >= 0 ? fixed("comment", 28) + '\0' + char(track) : QByteArray(30, 'c');
     return "TAG" + fixed(title, 30) + fixed(artist, 30) + fixed(album, 30) + "1999" + comment + char(genre);
-}
-
-QByteArray le32(uint32_t v) {
-    const char bytes[4] = {char(v), char(v >> 8), char(v >> 16), char(v >> 24)};
-    return QByteArray(bytes, 4);
 }
 
 QByteArray apeBlock(uint32_t size, uint32_t flags) {

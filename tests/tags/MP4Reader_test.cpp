@@ -1,6 +1,7 @@
 #include "MP4Reader.h"
 
 #include "MediaFactory.h"
+#include "TestBytes.h"
 
 #include <QDirIterator>
 #include <QtEndian>
@@ -9,13 +10,9 @@
 
 using namespace sonvale;
 
-namespace {
+using namespace testbytes;
 
-QByteArray be(quint64 value, int bytes) {
-    QByteArray out(bytes, '\0');
-    for (int i = bytes - 1; i >= 0; --i, value >>= 8) out[i] = char(value & 0xFF);
-    return out;
-}
+namespace {
 
 QByteArray atom(const char* type, const QByteArray& body) {
     return be(8 + body.size(), 4) + QByteArray(type, 4) + body;

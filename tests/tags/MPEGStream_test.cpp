@@ -3,6 +3,7 @@
 #include "ID3Header.h"
 #include "ID3v1Tag.h"
 #include "MediaFactory.h"
+#include "TestBytes.h"
 
 #include <QDir>
 #include <QProcess>
@@ -12,6 +13,8 @@
 #include <cmath>
 
 using namespace sonvale;
+
+using namespace testbytes;
 
 namespace {
 
@@ -52,11 +55,6 @@ std::optional<AudioProperties> readStream(const QString& path) {
     qint64 start = 0;
     if (const auto head = file->readUpTo(0, ID3Header::kSize)) start = id3Length(*head);
     return MPEGStream::read(*file, start, ID3v1Tag::audioEnd(*file));
-}
-
-QByteArray be32(uint32_t v) {
-    const char bytes[4] = {char(v >> 24), char(v >> 16), char(v >> 8), char(v)};
-    return QByteArray(bytes, 4);
 }
 
 // `count` frames of `length` bytes, each a header word followed by silence-like zeros.

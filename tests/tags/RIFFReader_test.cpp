@@ -3,6 +3,7 @@
 #include "RIFFReader.h"
 
 #include "MediaFactory.h"
+#include "TestBytes.h"
 
 #include <QDir>
 
@@ -10,6 +11,8 @@
 
 using namespace sonvale;
 using namespace Qt::StringLiterals;
+
+using namespace testbytes;
 
 namespace {
 
@@ -24,18 +27,6 @@ std::optional<QByteArray> readPicture(const QString& path, qint64 offset = 0) {
 }
 
 QStringList args(const QString& text) { return text.split(QLatin1Char(' ')); }
-
-QByteArray le(quint64 value, int bytes) {
-    QByteArray out;
-    for (int i = 0; i < bytes; ++i) out += char((value >> (8 * i)) & 0xFF);
-    return out;
-}
-
-QByteArray be(quint64 value, int bytes) {
-    QByteArray out;
-    for (int i = bytes - 1; i >= 0; --i) out += char((value >> (8 * i)) & 0xFF);
-    return out;
-}
 
 // A chunk padded to an even length; `size` overrides the size field of a WAVE chunk.
 QByteArray chunk(const char* id, const QByteArray& body, std::optional<quint32> size = std::nullopt) {
@@ -70,17 +61,7 @@ QByteArray infoList(const QList<QPair<const char*, QByteArray>>& entries) {
     return chunk("LIST", body);
 }
 
-QByteArray id3Frame(const char* id, const QByteArray& body) {
-    return QByteArray(id, 4) + be(body.size(), 4) + "\0\0"_ba + body;
-}
-
-QByteArray id3Text(const char* id, const QByteArray& latin1) { return id3Frame(id, '\0' + latin1); }
-
-// An ID3v2.3 tag around `frames` (less than 16 KiB of them).
-QByteArray id3Tag(const QByteArray& frames) {
-    const int n = int(frames.size());
-    return "ID3\x03\0\0\0\0"_ba + char((n >> 7) & 0x7F) + char(n & 0x7F) + frames;
-}
+QByteArray id3Text(const char* id, const QByteArray& latin1) { return id3Frame(3, id, '\0' + latin1); }
 
 // The 80-bit extended form of a whole-number sample rate.
 QByteArray extended(quint64 rate) {
@@ -240,12 +221,12 @@ TEST(RIFFReader, LetsID3ChunkWinOverNativeTextsFieldByField) {
     MediaFactory media;
     const QByteArray picture = "\xff\xd8\xff\xe0 jpeg"_ba;
     // A chapter without an end runs to the end of the one second of sound.
-    const QByteArray chapter = id3Frame("CHAP", "ch1\0"_ba + be(0, 8) + be(~0ULL, 8) + id3Text("TIT2", "Intro"));
-    const QByteArray apic = id3Frame("APIC", "\0image/jpeg\0\x03\0"_ba + picture);
+    const QByteArray chapter = id3Frame(3, "CHAP", "ch1\0"_ba + be(0, 8) + be(~0ULL, 8) + id3Text("TIT2", "Intro"));
+    const QByteArray apic = id3Frame(3, "APIC", "\0image/jpeg\0\x03\0"_ba + picture);
     const QByteArray tag =
-        id3Tag(id3Text("TIT2", "ID3 title") + id3Text("TPE1", "ID3 artist") + id3Text("TRCK", "5/9") + apic + chapter);
+        id3Tag(3, id3Text("TIT2", "ID3 title") + id3Text("TPE1", "ID3 artist") + id3Text("TRCK", "5/9") + apic + chapter);
     const QByteArray info = infoList({{"INAM", "Info title"}, {"IART", "Info artist"}, {"IPRD", "Info album"}});
-    const QByteArray second = chunk("ID3 ", id3Tag(id3Text("TIT2", "Second")));
+    const QByteArray second = chunk("ID3 ", id3Tag(3, id3Text("TIT2", "Second")));
     const QByteArray data = chunk("data", QByteArray(32000, '\0'));
     const QString path = media.write(u"a.wav"_s, wave(pcmFmt() + info + data + chunk("id3 ", tag) + second));
     const auto read = readInfo(path);
@@ -256,7 +237,7 @@ TEST(RIFFReader, LetsID3ChunkWinOverNativeTextsFieldByField) {
     EXPECT_EQ(readPicture(path), picture);
 
     // A tag in front of the form only fills what the form left empty.
-    const QByteArray front = id3Tag(id3Text("TIT2", "Front title") + id3Text("TCON", "Front genre"));
+    const QByteArray front = id3Tag(3, id3Text("TIT2", "Front title") + id3Text("TCON", "Front genre"));
     const QString fronted = media.write(u"b.wav"_s, front + wave(pcmFmt() + info));
     const auto withFront = readInfo(fronted, front.size());
     ASSERT_TRUE(withFront);
