@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Track.h"
+
+#include <QHash>
+#include <QList>
+#include <QString>
+
+namespace sonvale {
+
+// The tokens of a batch of tracks, gathered before they are written to the token tables.
+// A plain value: one thread at a time.
+class Index {
+public:
+    // Tokenizes every index text of `track` (see indexTexts) and appends the track once to the
+    // list of each token found, however often the token occurs in its texts.
+    void add(const TrackRef& track);
+
+    // Token → the tracks that contain it, in the order they were added.
+    QHash<QString, QList<TrackRef>> occurences;
+};
+
+}  // namespace sonvale

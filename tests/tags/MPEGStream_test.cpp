@@ -1,0 +1,298 @@
+#include "MPEGStream.h"
+
+#include "ID3Header.h"
+#include "ID3v1Tag.h"
+#include "MediaFactory.h"
+
+#include <QDir>
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+using namespace sonvale;
+
+namespace {
+
+struct Probe {
+    double duration = 0;
+    double bitRate = 0;
+};
+
+// Duration and bit rate of the first audio stream as ffprobe reports them.
+std::optional<Probe> ffprobe(const QString& path) {
+    QProcess process;
+    process.start(QStringLiteral("ffprobe"),
+                  {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"),
+                   QStringLiteral("a:0"), QStringLiteral("-show_entries"), QStringLiteral("stream=duration,bit_rate"),
+                   QStringLiteral("-of"), QStringLiteral("default=noprint_wrappers=1"), path});
+    if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
+        return std::nullopt;
+    }
+    Probe probe;
+    for (const QByteArray& line : process.readAllStandardOutput().split('\n')) {
+        if (line.startsWith("duration=")) probe.duration = line.mid(9).toDouble();
+        if (line.startsWith("bit_rate=")) probe.bitRate = line.mid(9).toDouble();
+    }
+    if (probe.duration <= 0) return std::nullopt;
+    return probe;
+}
+
+qint64 id3Length(const QByteArray& bytes) {
+    const auto header = ID3Header::parse(ByteView(bytes));
+    return header ? header->totalLength() : 0;
+}
+
+// The stream of a whole file, as an MPEG reader sees it: behind the ID3v2 tag, up to the
+// trailing tags.
+std::optional<AudioProperties> readStream(const QString& path) {
+    const auto file = FileBytes::open(path);
+    if (!file) return std::nullopt;
+    qint64 start = 0;
+    if (const auto head = file->readUpTo(0, ID3Header::kSize)) start = id3Length(*head);
+    return MPEGStream::read(*file, start, ID3v1Tag::audioEnd(*file));
+}
+
+QByteArray be32(uint32_t v) {
+    const char bytes[4] = {char(v >> 24), char(v >> 16), char(v >> 8), char(v)};
+    return QByteArray(bytes, 4);
+}
+
+// `count` frames of `length` bytes, each a header word followed by silence-like zeros.
+QByteArray frames(uint32_t header, qint64 length, int count) {
+    QByteArray frame = be32(header) + QByteArray(length - 4, '\0');
+    return frame.repeated(count);
+}
+
+// Bytes that contain no 0xFF, so no frame sync, but are not zero either.
+QByteArray junk(qint64 size) {
+    QByteArray bytes(size, '\0');
+    for (qint64 i = 0; i < size; ++i) bytes[i] = char((i * 7 + 3) % 255);
+    return bytes;
+}
+
+void expectWithin(double actual, double expected, double fraction, const QString& what) {
+    EXPECT_NEAR(actual, expected, std::abs(expected) * fraction) << qPrintable(what);
+}
+
+// MPEG 1 layer III, 128 kbit/s, 44.1 kHz, joint stereo: 417 bytes (418 with padding).
+constexpr uint32_t kLayer3Header = 0xFFFB9064;
+
+}  // namespace
+
+TEST(MPEGStream, MatchesFfprobeAcrossVersionsLayersAndBitRateModes) {
+    struct Case {
+        const char* name;
+        int sampleRate;
+        int channels;
+        double seconds;  // long enough for the encoder delay to stay well below 0.5%
+        QStringList args;
+        bool lameTag;  // ffmpeg writes a Xing/Info frame with the encoder delay and padding
+    };
+    const QString lame = QStringLiteral("libmp3lame");
+    const QList<Case> cases = {
+        {"cbr-44k-stereo.mp3", 44100, 2, 12, {"-c:a", lame, "-b:a", "128k"}, true},
+        {"vbr-48k-stereo.mp3", 48000, 2, 12, {"-c:a", lame, "-q:a", "2"}, true},
+        {"vbr-32k-mono.mp3", 32000, 1, 12, {"-c:a", lame, "-q:a", "6"}, true},
+        {"vbr-22k-stereo.mp3", 22050, 2, 30, {"-c:a", lame, "-q:a", "4"}, true},
+        {"cbr-16k-mono.mp3", 16000, 1, 30, {"-c:a", lame, "-b:a", "32k"}, true},
+        {"cbr-11k-stereo.mp3", 11025, 2, 30, {"-c:a", lame, "-b:a", "24k"}, true},
+        {"vbr-8k-mono.mp3", 8000, 1, 40, {"-c:a", lame, "-q:a", "5"}, true},
+        {"plain-44k.mp3", 44100, 2, 12, {"-c:a", lame, "-b:a", "160k", "-write_xing", "0"}, false},
+        {"plain-24k-mono.mp3", 24000, 1, 30, {"-c:a", lame, "-b:a", "48k", "-write_xing", "0"}, false},
+        {"layer2-48k.mp2", 48000, 2, 12, {"-c:a", "mp2", "-b:a", "192k"}, false},
+        {"layer2-22k-mono.mp2", 22050, 1, 12, {"-c:a", "mp2", "-b:a", "64k"}, false},
+    };
+    MediaFactory media;
+    for (const Case& c : cases) {
+        const QString name = QString::fromLatin1(c.name);
+        const QString path = media.ffmpeg(name, c.args, c.seconds, c.sampleRate, c.channels);
+        ASSERT_FALSE(path.isEmpty()) << c.name;
+        const auto props = readStream(path);
+        const auto probe = ffprobe(path);
+        ASSERT_TRUE(props) << c.name;
+        ASSERT_TRUE(probe) << c.name;
+        EXPECT_EQ(props->sampleRate, c.sampleRate) << c.name;
+        EXPECT_EQ(props->channels, c.channels) << c.name;
+        expectWithin(props->duration, probe->duration, 0.005, name + QStringLiteral(" duration"));
+        expectWithin(double(props->bitRate), probe->bitRate, 0.01, name + QStringLiteral(" bit rate"));
+        // With the encoder delay and padding taken off, the length is the tone's, to the sample.
+        if (c.lameTag) {
+            EXPECT_NEAR(props->duration, c.seconds, 1.0 / c.sampleRate) << c.name;
+        }
+    }
+}
+
+TEST(MPEGStream, ReadsLayerIFramesAndRejectsReservedHeaderFields) {
+    MediaFactory media;
+    // MPEG 1 layer I, 384 kbit/s, 48 kHz, stereo: 384-byte frames of 384 samples.
+    const auto mpeg1 = readStream(media.write("l1.mp1", frames(0xFFFFC400, 384, 100)));
+    ASSERT_TRUE(mpeg1);
+    EXPECT_EQ(*mpeg1, (AudioProperties{0.8, 384000, 48000, 2}));
+    // MPEG 2 layer I, 128 kbit/s, 24 kHz, mono: 256-byte frames.
+    const auto mpeg2 = readStream(media.write("l1lsf.mp1", frames(0xFFF784C0, 256, 100)));
+    ASSERT_TRUE(mpeg2);
+    EXPECT_EQ(*mpeg2, (AudioProperties{1.6, 128000, 24000, 1}));
+
+    // Each word is kLayer3Header with one field set to a value no stream may use.
+    const struct {
+        uint32_t header;
+        const char* field;
+    } reserved[] = {
+        {0xFFEB9064, "version 01"},     {0xFFF99064, "layer 00"},         {0xFFFBF064, "bit rate 15"},
+        {0xFFFB0064, "free format"},    {0xFFFB9C64, "sample rate 11"},
+    };
+    for (const auto& r : reserved) {
+        EXPECT_FALSE(readStream(media.write(QStringLiteral("bad.mp3"), frames(r.header, 417, 20)))) << r.field;
+    }
+}
+
+TEST(MPEGStream, FindsFirstFrameBehindStackedTagPaddingAndFalseSync) {
+    MediaFactory media;
+    const QString path = media.ffmpeg(QStringLiteral("plain.mp3"),
+                                      {"-c:a", "libmp3lame", "-b:a", "160k", "-write_xing", "0"}, 3);
+    const auto original = MediaFactory::readAll(path);
+    ASSERT_TRUE(original);
+    const qint64 tagLength = id3Length(*original);
+    const QByteArray tag = original->left(tagLength);
+    const QByteArray audio = original->mid(tagLength);
+    const auto clean = readStream(path);
+    ASSERT_TRUE(clean);
+    ASSERT_EQ(clean->bitRate, 160000);
+
+    // A second tag whose body holds two well-spaced 128 kbit/s frames, the way an embedded
+    // file might: only skipping the tag as a whole avoids them.
+    const QByteArray decoy = frames(kLayer3Header, 417, 2);
+    const QByteArray stacked = QByteArray("ID3\x04\x00\x00\x00\x00", 8) + char(decoy.size() >> 7) +
+                               char(decoy.size() & 0x7F) + decoy;
+    // A lone header whose successor is missing, inside junk.
+    const QByteArray falseSync = junk(100) + be32(kLayer3Header) + junk(900);
+    const QByteArray zeros(2000, '\0');
+
+    const auto props = readStream(media.write("junk.mp3", tag + stacked + zeros + falseSync + audio));
+    ASSERT_TRUE(props);
+    EXPECT_EQ(*props, *clean);
+
+    // The scan gives up after 64 KiB.
+    EXPECT_FALSE(readStream(media.write("far.mp3", tag + junk(70000) + audio)));
+}
+
+TEST(MPEGStream, ReadsTruncatedStreamsAndRejectsEmptyRanges) {
+    MediaFactory media;
+    const QString vbrPath = media.ffmpeg(QStringLiteral("vbr.mp3"), {"-c:a", "libmp3lame", "-q:a", "4"}, 4);
+    const QString cbrPath = media.ffmpeg(QStringLiteral("cbr.mp3"),
+                                         {"-c:a", "libmp3lame", "-b:a", "128k", "-write_xing", "0"}, 4);
+    const auto vbr = MediaFactory::readAll(vbrPath);
+    const auto cbr = MediaFactory::readAll(cbrPath);
+    ASSERT_TRUE(vbr && cbr);
+    const auto vbrFull = readStream(vbrPath);
+    ASSERT_TRUE(vbrFull);
+
+    // The Xing header still tells the whole length, as it does to ffprobe.
+    const auto vbrHalf = readStream(media.write("vbr-half.mp3", vbr->left(vbr->size() / 2)));
+    ASSERT_TRUE(vbrHalf);
+    EXPECT_EQ(*vbrHalf, *vbrFull);
+
+    const QString cbrHalfPath = media.write("cbr-half.mp3", cbr->left(cbr->size() / 2 + 100));
+    const auto cbrHalf = readStream(cbrHalfPath);
+    const auto probe = ffprobe(cbrHalfPath);
+    ASSERT_TRUE(cbrHalf && probe);
+    expectWithin(cbrHalf->duration, probe->duration, 0.005, QStringLiteral("cut stream"));
+
+    // A lone partial frame still names its format; three bytes are no frame.
+    const qint64 start = id3Length(*cbr);
+    const auto partial = readStream(media.write("partial.mp3", cbr->left(start + 200)));
+    ASSERT_TRUE(partial);
+    EXPECT_EQ(partial->sampleRate, 44100);
+    EXPECT_EQ(partial->channels, 2);
+    EXPECT_FALSE(readStream(media.write("stub.mp3", cbr->left(start + 3))));
+
+    const auto file = FileBytes::open(cbrPath);
+    ASSERT_TRUE(file);
+    EXPECT_FALSE(MPEGStream::read(*file, start, start));
+    EXPECT_FALSE(MPEGStream::read(*file, -1, file->size()));
+    EXPECT_FALSE(MPEGStream::read(*file, file->size(), file->size() + 100));
+    EXPECT_EQ(MPEGStream::read(*file, start, file->size() + 100), MPEGStream::read(*file, start, file->size()));
+}
+
+TEST(MPEGStream, FallsBackToBitRateWhenXingCountsAreUnusable) {
+    MediaFactory media;
+    const QString path = media.ffmpeg(QStringLiteral("cbr.mp3"), {"-c:a", "libmp3lame", "-b:a", "128k"}, 12);
+    const auto bytes = MediaFactory::readAll(path);
+    ASSERT_TRUE(bytes);
+    const qint64 infoAt = bytes->indexOf("Info");
+    ASSERT_GT(infoAt, 0);
+
+    // ffprobe, too, estimates from the bit rate when the header counts no frames.
+    QByteArray noCount = *bytes;
+    noCount.replace(infoAt + 8, 4, be32(0));
+    const auto probe = ffprobe(media.write(QStringLiteral("no-count.mp3"), noCount));
+    ASSERT_TRUE(probe);
+
+    // No frames, and far too many frames for the bytes the header counts.
+    for (const uint32_t frameCount : {0u, 0x7FFFFFFFu}) {
+        QByteArray patched = *bytes;
+        patched.replace(infoAt + 8, 4, be32(frameCount));
+        const auto props = readStream(media.write(QStringLiteral("patched.mp3"), patched));
+        ASSERT_TRUE(props) << frameCount;
+        EXPECT_EQ(props->bitRate, 128000) << frameCount;
+        expectWithin(props->duration, probe->duration, 0.005, QStringLiteral("frame count %1").arg(frameCount));
+    }
+
+    // Two files joined: the first one's header covers only half the stream.
+    const auto joined = readStream(media.write("joined.mp3", *bytes + *bytes));
+    ASSERT_TRUE(joined);
+    expectWithin(joined->duration, 24.0, 0.01, QStringLiteral("joined files"));
+}
+
+TEST(MPEGStream, TakesFrameCountsFromPlainXingAndFromVBRIHeaders) {
+    MediaFactory media;
+    // Xing with frame and byte counts only, in a mono MPEG 1 frame (side information 17 bytes).
+    QByteArray xing = frames(0xFFFB90C4, 417, 1);
+    xing.replace(4 + 17, 16, QByteArray("Xing") + be32(0x3) + be32(1000) + be32(300000));
+    const auto fromXing = readStream(media.write("xing.mp3", xing + frames(0xFFFB90C4, 417, 10)));
+    ASSERT_TRUE(fromXing);
+    EXPECT_NEAR(fromXing->duration, 1000 * 1152 / 44100.0, 1e-9);
+    EXPECT_EQ(fromXing->bitRate, std::llround(300000 * 8 / (1000 * 1152 / 44100.0)));
+    EXPECT_EQ(fromXing->channels, 1);
+
+    const auto peer = MediaFactory::peerCorpus();
+    if (!peer) GTEST_SKIP() << "no peer corpus";
+    const auto peerVBRI = readStream(*peer + QStringLiteral("/mutagen/vbri.mp3"));
+    // ffprobe stops at this file's tag; the same stream sits in rare_frames.mp3.
+    const auto probe = ffprobe(*peer + QStringLiteral("/taglib/rare_frames.mp3"));
+    ASSERT_TRUE(peerVBRI && probe);
+    expectWithin(peerVBRI->duration, probe->duration, 0.005, QStringLiteral("vbri.mp3"));
+    expectWithin(double(peerVBRI->bitRate), probe->bitRate, 0.01, QStringLiteral("vbri.mp3"));
+}
+
+TEST(MPEGStream, ReadsPeerFilesSafelyAndResyncsLikeFfprobe) {
+    const auto peer = MediaFactory::peerCorpus();
+    if (!peer) GTEST_SKIP() << "no peer corpus";
+    int read = 0;
+    for (const QString& sub : {QStringLiteral("mutagen"), QStringLiteral("taglib")}) {
+        const QDir dir(*peer + QLatin1Char('/') + sub);
+        for (const QString& name : dir.entryList({QStringLiteral("*.mp3")}, QDir::Files)) {
+            const auto props = readStream(dir.filePath(name));
+            if (!props) continue;
+            ++read;
+            EXPECT_TRUE(props->channels == 1 || props->channels == 2) << qPrintable(name);
+            EXPECT_GE(props->sampleRate, 8000) << qPrintable(name);
+            EXPECT_TRUE(std::isfinite(props->duration) && props->duration > 0) << qPrintable(name);
+            EXPECT_GT(props->bitRate, 0) << qPrintable(name);
+        }
+    }
+    EXPECT_GT(read, 30);
+
+    // False frame headers ahead of the real stream, a second ID3v2 tag, a plain CBR stream.
+    for (const char* name : {"taglib/invalid-frames1.mp3", "taglib/invalid-frames2.mp3", "taglib/invalid-frames3.mp3",
+                             "taglib/duplicate_id3v2.mp3", "taglib/bladeenc.mp3"}) {
+        const QString path = *peer + QLatin1Char('/') + QLatin1String(name);
+        const auto props = readStream(path);
+        const auto probe = ffprobe(path);
+        ASSERT_TRUE(props && probe) << name;
+        expectWithin(props->duration, probe->duration, 0.005, QLatin1String(name));
+        EXPECT_EQ(double(props->bitRate), probe->bitRate) << name;
+    }
+}
