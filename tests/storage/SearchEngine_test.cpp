@@ -122,29 +122,6 @@ TEST_F(SearchEngineTest, OnlyALoneWordCapsTheTokensItMatches) {
     EXPECT_EQ(db.search(QStringLiteral("w x")), QStringList({tracks[0]->path, tracks[1]->path}));
 }
 
-TEST_F(SearchEngineTest, OneStatementPerWordCount) {
-    EXPECT_EQ(DB::searchStatement(1),
-              QStringLiteral("SELECT path FROM tracks WHERE folder IS NOT NULL AND id IN (SELECT track_id FROM "
-                             "occurences WHERE token_id IN (SELECT DISTINCT id FROM tokens WHERE token LIKE ? || '%' "
-                             "LIMIT 5000)) ORDER BY path ASC LIMIT 5000"));
-    const QString sub = QStringLiteral(
-        "SELECT track_id FROM occurences WHERE token_id IN (SELECT DISTINCT id FROM tokens WHERE token LIKE ? || '%' )");
-    EXPECT_EQ(DB::searchStatement(2), QStringLiteral("SELECT path FROM tracks WHERE folder IS NOT NULL AND id IN (") +
-                                          sub + QStringLiteral(" INTERSECT ") + sub +
-                                          QStringLiteral(") ORDER BY path ASC LIMIT 5000"));
-    // Searching again reuses the cached statement of its word count.
-    db.search(QStringLiteral("a b"));
-    db.search(QStringLiteral("c d"));
-    db.search(QStringLiteral("e"));
-    std::size_t twoWords = 0, oneWord = 0;
-    db.queue()->inDatabase([&](sonvale::SQLiteDatabase& connection) {
-        twoWords = connection.cachedStatements(DB::searchStatement(2)).size();
-        oneWord = connection.cachedStatements(DB::searchStatement(1)).size();
-    });
-    EXPECT_EQ(twoWords, 1u);
-    EXPECT_EQ(oneWord, 1u);
-}
-
 // One thread searches while a second writes the index batch by batch and a third saves the
 // playlist over and over: every search sees whole batches, and every write is kept.
 TEST_F(SearchEngineTest, SearchesIndexWritesAndPlaylistSavesInterleaveWithoutLoss) {

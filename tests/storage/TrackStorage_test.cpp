@@ -135,16 +135,6 @@ TEST_F(TrackStorageTest, FailedInsertIsLoggedAndHandsBackTheConnectionsLastRowId
     EXPECT_EQ(again->pk, b->pk);
 }
 
-TEST_F(TrackStorageTest, RowWithAnUnknownStatusIsNoTrack) {
-    ASSERT_TRUE(exec(db, QStringLiteral(
-                             "INSERT INTO tracks (path, size, timestamp, duration, bitRate, status) VALUES "
-                             "('/m/2.flac', 0, 0, 0, 0, 2), ('/m/1.flac', 0, 0, 0, 0, 1);")));
-    EXPECT_FALSE(db.track(QStringLiteral("/m/2.flac")));
-    const TrackRef scanned = db.track(QStringLiteral("/m/1.flac"));
-    ASSERT_TRUE(scanned);
-    EXPECT_EQ(scanned->status, TrackStatus::scanned);
-}
-
 TEST_F(TrackStorageTest, RemoveMissingTracksDeletesOnlyTheFolderTracksNotFound) {
     ASSERT_TRUE(exec(db, QStringLiteral("INSERT INTO folders (path) VALUES ('/m'), ('/n');"
                                         "INSERT INTO tokens (token) VALUES ('x');")));
