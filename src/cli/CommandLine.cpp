@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 
+#include "SearchCommand.h"
 #include "TagsCommand.h"
 
 #include <array>
@@ -22,6 +23,11 @@ constexpr std::array kCommands = {
             "      sampleRate, channels, size, timestamp, metaVersion, lyrics, chapters, genre,\n"
             "      hasArtwork and artworkBytes. Exits with 1 when a FILE does not exist.",
             &TagsCommand::run},
+    Command{"search", "search WORDS...",
+            "Prints the path of every library track whose tokens begin with each of the WORDS (joined\n"
+            "      by spaces into one query), one per line, sorted, at most 5000. Exits with 1 when the\n"
+            "      database cannot be opened.",
+            &SearchCommand::run},
 };
 
 void print(FILE* stream, const QString& text) {

@@ -1,7 +1,13 @@
 #pragma once
 
+#include "FolderStorage.h"
+#include "IndexStorage.h"
+#include "PlaylistStorage.h"
 #include "SQLiteQueue.h"
+#include "SearchEngine.h"
+#include "TrackStorage.h"
 
+#include <QHash>
 #include <QString>
 
 #include <memory>
@@ -14,8 +20,12 @@ namespace sonvale {
 // opened the database has no queue and every operation does nothing and returns its empty
 // result; when the schema cannot be upgraded the file keeps its version (everything rolled
 // back) and the database is used as it is. All work runs on the queue; the object may be
-// used from any thread.
-class DB {
+// used from any thread. Log lines go to "sonvale.db".
+class DB : public TrackStorage,
+           public FolderStorage,
+           public PlaylistStorage,
+           public IndexStorage,
+           public SearchEngine {
 public:
     static constexpr int kSchemaVersion = 36;
 
@@ -40,14 +50,42 @@ public:
     // nullptr when the file could not be opened.
     SQLiteQueue* queue() const { return queue_.get(); }
 
+    TrackRef track(const QString& path) override;
+    TrackRef insertTrack(const QString& path) override;
+    void updateTrack(const Track& track) override;
+    void removeMissingTracks(qint64 folderPk, const QSet<QString>& found) override;
+
+    QList<Folder> loadFolders() override;
+    bool addFolder(Folder& folder) override;
+    void updateFolder(const Folder& folder) override;
+    void removeFolder(qint64 pk) override;
+
+    bool savePlaylist(const QList<TrackRef>& tracks) override;
+    QList<TrackRef> loadPlaylist() override;
+
+    std::optional<qint64> tokenId(const QString& text) override;
+    void saveIndex(const Index& index) override;
+    void clearIndex(qint64 folderPk) override;
+
+    QStringList search(const QString& query) override;
+    // The search statement for `wordCount` words, one `?` per word.
+    static QString searchStatement(qsizetype wordCount);
+
 private:
     void setUp();
     void migrate(int targetVersion);
     void backUp();
 
+    // Run inside a queue block.
+    static void rewriteLyrics(SQLiteDatabase& db, const Track& track);
+    static void rewriteChapters(SQLiteDatabase& db, const Track& track);
+    std::optional<qint64> tokenId(SQLiteDatabase& db, const QString& text);
+
     const QString dataDirectory_;
     const QString path_;
     std::unique_ptr<SQLiteQueue> queue_;
+    // Token text -> id; touched only inside queue blocks, which are its lock.
+    QHash<QString, qint64> tokenCache_;
 };
 
 }  // namespace sonvale

@@ -1,5 +1,7 @@
 #include "StorageTestSupport.h"
 
+#include "DB.h"
+
 #include <QFile>
 
 #include <sys/fsuid.h>
@@ -142,6 +144,23 @@ WithoutFilePrivileges::~WithoutFilePrivileges() {
     if (!wasRoot_) return;
     setfsuid(0);
     setfsgid(0);
+}
+
+QStringList columnOf(sonvale::DB& db, const QString& sql, const std::vector<SQLValue>& values) {
+    QStringList result;
+    db.queue()->inDatabase([&](SQLiteDatabase& connection) {
+        auto cursor = connection.executeQuery(sql, values);
+        while (cursor && cursor->next()) {
+            result.append(cursor->stringForColumn(QStringLiteral("v")).value_or(QStringLiteral("NULL")));
+        }
+    });
+    return result;
+}
+
+bool exec(sonvale::DB& db, const QString& sql) {
+    bool ok = false;
+    db.queue()->inDatabase([&](SQLiteDatabase& connection) { ok = connection.executeStatements(sql); });
+    return ok;
 }
 
 void PrintTo(const QString& text, std::ostream* out) {

@@ -64,3 +64,13 @@ private:
 
 // Readable failure messages for texts and lists of texts.
 void PrintTo(const QString& text, std::ostream* out);
+
+namespace sonvale {
+class DB;
+}
+
+// Runs `sql` on the database's queue and returns the column named v of every row as text
+// ("NULL" for NULL), in row order.
+QStringList columnOf(sonvale::DB& db, const QString& sql, const std::vector<sonvale::SQLValue>& values = {});
+// Runs statements on the database's queue; true when all succeeded.
+bool exec(sonvale::DB& db, const QString& sql);

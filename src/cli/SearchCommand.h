@@ -1,0 +1,15 @@
+#pragma once
+
+#include "CommandLine.h"
+
+namespace sonvale {
+
+// `sonvale-cli search WORDS...`: the paths of the library tracks that the words find, one per
+// line, as the search box finds them. Opens (creating and upgrading when needed) the database
+// of the data directory.
+class SearchCommand {
+public:
+    static int run(const CommandContext& context);
+};
+
+}  // namespace sonvale

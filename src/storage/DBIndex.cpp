@@ -1,0 +1,64 @@
+#include "DB.h"
+
+#include "TrackRow.h"
+
+#include <QSet>
+
+namespace sonvale {
+
+std::optional<qint64> DB::tokenId(const QString& text) {
+    std::optional<qint64> id;
+    if (queue_) queue_->inDatabase([&](SQLiteDatabase& db) { id = tokenId(db, TrackRow::nfc(text)); });
+    return id;
+}
+
+std::optional<qint64> DB::tokenId(SQLiteDatabase& db, const QString& text) {
+    // Ids never change (tokens are never deleted), so a cached id stays right.
+    const auto cached = tokenCache_.constFind(text);
+    if (cached != tokenCache_.constEnd()) return cached.value();
+
+    auto select = db.executeQuery(QStringLiteral("SELECT id FROM tokens WHERE token=? LIMIT 1"), {SQLValue::text(text)});
+    if (select && select->next() && select->columnCount() > 0) {
+        const qint64 id = select->int64ForIndex(0);
+        tokenCache_.insert(text, id);
+        return id;
+    }
+    auto insert = db.executeQuery(QStringLiteral("INSERT INTO tokens (token) VALUES(?)"), {SQLValue::text(text)});
+    if (!insert || insert->step() != SQLiteCode::done) return std::nullopt;
+    const qint64 id = db.lastInsertRowId();
+    tokenCache_.insert(text, id);
+    return id;
+}
+
+void DB::saveIndex(const Index& index) {
+    if (!queue_) return;
+    // Single failed rows are logged by the cursor and do not stop the write: the transaction
+    // always commits.
+    queue_->inTransaction([&](SQLiteDatabase& db, bool&) {
+        QSet<qint64> written;
+        for (auto entry = index.occurences.constBegin(); entry != index.occurences.constEnd(); ++entry) {
+            const std::optional<qint64> token = tokenId(db, TrackRow::nfc(entry.key()));
+            if (!token) continue;
+            written.clear();
+            for (const TrackRef& track : entry.value()) {
+                if (written.contains(track->pk)) continue;
+                written.insert(track->pk);
+                auto cursor = db.executeQuery(QStringLiteral("INSERT INTO occurences (token_id, track_id) VALUES(?, ?);"),
+                                              {SQLValue::integer(*token), SQLValue::integer(track->pk)});
+                if (cursor) cursor->step();
+            }
+        }
+    });
+}
+
+void DB::clearIndex(qint64 folderPk) {
+    if (!queue_) return;
+    queue_->inDatabase([&](SQLiteDatabase& db) {
+        auto cursor =
+            db.executeQuery(QStringLiteral("DELETE FROM occurences WHERE track_id IN (SELECT id FROM tracks WHERE folder=?)"),
+                            {SQLValue::integer(folderPk)});
+        if (cursor) cursor->step();
+    });
+}
+
+}  // namespace sonvale

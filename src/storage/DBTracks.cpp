@@ -1,0 +1,125 @@
+#include "DB.h"
+
+#include "StorageLog.h"
+#include "TrackRow.h"
+
+namespace sonvale {
+
+TrackRef DB::track(const QString& path) {
+    if (!queue_) return nullptr;
+    TrackRef found;
+    queue_->inDatabase([&](SQLiteDatabase& db) {
+        auto cursor = db.executeQuery(
+            QStringLiteral("SELECT id, folder, path, size, timestamp, track, title, artist, album, duration, bitRate, "
+                           "sampleRate, channels, metaVersion, status FROM tracks WHERE path=? LIMIT 1"),
+            {SQLValue::text(TrackRow::nfc(path))});
+        if (cursor && cursor->next()) found = TrackRow::fromRow(*cursor);
+    });
+    return found;
+}
+
+TrackRef DB::insertTrack(const QString& path) {
+    std::optional<qint64> id;
+    if (queue_) {
+        queue_->inDatabase([&](SQLiteDatabase& db) {
+            auto cursor = db.executeQuery(
+                QStringLiteral("INSERT INTO tracks (path, status, size, timestamp, track, duration, bitRate, "
+                               "sampleRate, channels) VALUES(?, ?, 0, 0, 0, 0, 0, 0, 0)"),
+                {SQLValue::text(TrackRow::nfc(path)), SQLValue::integer(0)});
+            if (!cursor || cursor->step() != SQLiteCode::done) {
+                qCCritical(lcDb, "Failed to insert track to DB: %s - %s", qUtf8Printable(path),
+                           qUtf8Printable(db.lastErrorMessage()));
+            }
+            // Taken even after a failure: callers look the path up before inserting it.
+            id = db.lastInsertRowId();
+        });
+    }
+    if (!id) {
+        qCCritical(lcDb, "Empty track ID after insert: %s", qUtf8Printable(path));
+        return nullptr;
+    }
+    if (*id == 0) {
+        qCCritical(lcDb, "Zero track ID after insert: %s", qUtf8Printable(path));
+        return nullptr;
+    }
+    auto track = std::make_shared<Track>(path);
+    track->pk = *id;
+    track->status = TrackStatus::none;
+    return track;
+}
+
+void DB::updateTrack(const Track& track) {
+    if (!queue_) return;
+    queue_->inDatabase([&](SQLiteDatabase& db) {
+        auto cursor = db.executeQuery(
+            QStringLiteral("UPDATE tracks SET path = ?, folder = ?, size = ?, timestamp = ?, track = ?, title = ?, "
+                           "artist = ?, album = ?, duration = ?, bitRate = ?, sampleRate = ?, channels = ?, "
+                           "metaVersion = ?, status = ? WHERE id = ?"),
+            {SQLValue::text(TrackRow::nfc(track.path)),
+             track.folder != 0 ? SQLValue::integer(track.folder) : SQLValue::null(), SQLValue::integer(track.size),
+             SQLValue::integer(track.timestamp), TrackRow::textOrNull(track.track), TrackRow::textOrNull(track.title),
+             TrackRow::textOrNull(track.artist), TrackRow::textOrNull(track.album), SQLValue::real(track.duration),
+             SQLValue::integer(track.bitRate), SQLValue::integer(track.sampleRate), SQLValue::integer(track.channels),
+             SQLValue::integer(track.metaVersion), SQLValue::integer(qint64(track.status)),
+             SQLValue::integer(track.pk)});
+        if (cursor) cursor->step();
+        rewriteLyrics(db, track);
+        rewriteChapters(db, track);
+    });
+}
+
+void DB::rewriteLyrics(SQLiteDatabase& db, const Track& track) {
+    if (auto cursor = db.executeQuery(QStringLiteral("DELETE FROM lyrics WHERE track_id=?"), {SQLValue::integer(track.pk)})) {
+        cursor->step();
+    }
+    if (!track.lyrics) return;
+    if (auto cursor = db.executeQuery(QStringLiteral("INSERT INTO lyrics (track_id, text) VALUES(?, ?)"),
+                                      {SQLValue::integer(track.pk), SQLValue::text(TrackRow::nfc(*track.lyrics))})) {
+        cursor->step();
+    }
+}
+
+void DB::rewriteChapters(SQLiteDatabase& db, const Track& track) {
+    if (auto cursor =
+            db.executeQuery(QStringLiteral("DELETE FROM chapters WHERE track_id=?"), {SQLValue::integer(track.pk)})) {
+        cursor->step();
+    }
+    // A chapter that cannot be stored is logged by the cursor; the others are still tried.
+    for (qsizetype index = 0; index < track.chapters.size(); ++index) {
+        const Chapter& chapter = track.chapters[index];
+        auto cursor = db.executeQuery(
+            QStringLiteral("INSERT INTO chapters (track_id, `index`, `start`, `end`, title) VALUES(?, ?, ?, ?, ?)"),
+            {SQLValue::integer(track.pk), SQLValue::integer(index), SQLValue::real(chapter.start),
+             SQLValue::real(chapter.end), TrackRow::textOrNull(chapter.title)});
+        if (cursor) cursor->step();
+    }
+}
+
+void DB::removeMissingTracks(qint64 folderPk, const QSet<QString>& found) {
+    if (!queue_) return;
+    // The stored paths are composed; a walk may report them decomposed.
+    QSet<QString> present;
+    present.reserve(found.size());
+    for (const QString& path : found) present.insert(TrackRow::nfc(path));
+
+    queue_->inDatabase([&](SQLiteDatabase& db) {
+        // Collected first, so that no row is deleted under the running SELECT.
+        QList<qint64> missing;
+        auto rows = db.executeQuery(QStringLiteral("SELECT id, path FROM tracks WHERE folder=?"),
+                                    {SQLValue::integer(folderPk)});
+        while (rows && rows->next()) {
+            const std::optional<QString> path = rows->stringForColumn(QStringLiteral("path"));
+            if (path && !present.contains(*path)) missing.append(rows->int64ForColumn(QStringLiteral("id")));
+        }
+        // Children first: the foreign keys are enforced. The track's occurrences go by cascade.
+        for (const qint64 id : missing) {
+            for (const QString& sql : {QStringLiteral("DELETE FROM lyrics WHERE track_id=?"),
+                                       QStringLiteral("DELETE FROM chapters WHERE track_id=?"),
+                                       QStringLiteral("DELETE FROM tracks WHERE id=?")}) {
+                if (auto cursor = db.executeQuery(sql, {SQLValue::integer(id)})) cursor->step();
+            }
+        }
+    });
+}
+
+}  // namespace sonvale

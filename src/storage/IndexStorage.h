@@ -1,0 +1,29 @@
+#pragma once
+
+#include "Index.h"
+
+#include <QString>
+
+#include <optional>
+
+namespace sonvale {
+
+// Writing the search tokens of tracks. Calls block the calling thread while the database runs
+// them; any thread may call. Token ids never change once given, so they are cached for the
+// database's lifetime.
+class IndexStorage {
+public:
+    virtual ~IndexStorage() = default;
+
+    // The id of token `text` (stored in normalization form C), created when new; std::nullopt
+    // when it can be neither found nor stored.
+    virtual std::optional<qint64> tokenId(const QString& text) = 0;
+    // Adds one occurrence row per token and distinct track (by pk) of `index`, in one
+    // transaction that commits whatever single rows failed (each failure is logged). Existing
+    // rows are not looked for: clear a folder before indexing it again.
+    virtual void saveIndex(const Index& index) = 0;
+    // Deletes the occurrences of the tracks of folder `folderPk`.
+    virtual void clearIndex(qint64 folderPk) = 0;
+};
+
+}  // namespace sonvale

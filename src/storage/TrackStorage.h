@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Track.h"
+
+#include <QSet>
+#include <QString>
+
+namespace sonvale {
+
+// Finding, creating and updating track records. Paths are compared in Unicode normalization
+// form C: a path spelled decomposed and the same path composed name the same record. Calls
+// block the calling thread while the database runs them; any thread may call. Failures are
+// logged and give the empty result (nullptr, or nothing done).
+class TrackStorage {
+public:
+    virtual ~TrackStorage() = default;
+
+    // The record stored for `path`, without its lyrics and chapters; nullptr when there is
+    // none or its stored status is unknown.
+    virtual TrackRef track(const QString& path) = 0;
+    // Stores a new record for `path` with status none and no metadata, and returns it (with
+    // `path` as given). nullptr when no row id came back. When the insert itself fails (for
+    // example because the path is already stored) the connection's last inserted row id is
+    // still taken, which may belong to another record: callers look the path up first.
+    virtual TrackRef insertTrack(const QString& path) = 0;
+    // Writes every stored field of `track` to the row `track.pk`, then replaces its lyrics and
+    // chapters. Each statement commits on its own: a failure midway keeps the earlier ones.
+    virtual void updateTrack(const Track& track) = 0;
+    // Deletes the records of folder `folderPk` whose path is not in `found` (with their
+    // lyrics, chapters and search tokens).
+    virtual void removeMissingTracks(qint64 folderPk, const QSet<QString>& found) = 0;
+};
+
+}  // namespace sonvale

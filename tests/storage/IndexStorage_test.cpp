@@ -1,0 +1,87 @@
+#include "DB.h"
+
+#include "StorageTestSupport.h"
+
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using sonvale::DB;
+using sonvale::Folder;
+using sonvale::Index;
+using sonvale::Track;
+using sonvale::TrackRef;
+
+namespace {
+
+class IndexStorageTest : public testing::Test {
+protected:
+    TrackRef track(const QString& path, const QString& title, qint64 folder) {
+        TrackRef inserted = db.insertTrack(path);
+        EXPECT_TRUE(inserted);
+        if (!inserted) return std::make_shared<Track>(path);
+        inserted->title = title;
+        inserted->folder = folder;
+        db.updateTrack(*inserted);
+        return inserted;
+    }
+
+    qint64 addFolder(const QString& root) {
+        Folder folder{std::nullopt, root, std::nullopt};
+        EXPECT_TRUE(db.addFolder(folder));
+        return folder.pk.value_or(0);
+    }
+
+    QStringList occurrences() {
+        return columnOf(db, QStringLiteral("SELECT token || ' ' || path AS v FROM occurences JOIN tokens ON tokens.id = "
+                                           "token_id JOIN tracks ON tracks.id = track_id ORDER BY token, path"));
+    }
+
+    QTemporaryDir dir;
+    DB db{dir.path()};
+};
+
+}  // namespace
+
+TEST_F(IndexStorageTest, TokenIdIsCreatedOnceForEitherSpelling) {
+    const auto id = db.tokenId(QStringLiteral("e\u0301te\u0301"));
+    ASSERT_TRUE(id);
+    EXPECT_EQ(db.tokenId(QStringLiteral("\u00e9t\u00e9")), id);
+    EXPECT_NE(db.tokenId(QStringLiteral("ete")), id);
+    // A second connection finds the stored token instead of making one.
+    DB other(dir.path());
+    EXPECT_EQ(other.tokenId(QStringLiteral("\u00e9t\u00e9")), id);
+    EXPECT_EQ(columnOf(db, QStringLiteral("SELECT token AS v FROM tokens ORDER BY id")),
+              QStringList({QStringLiteral("\u00e9t\u00e9"), QStringLiteral("ete")}));
+}
+
+TEST_F(IndexStorageTest, SaveWritesOneRowPerTokenAndTrackAndClearTakesOneFolder) {
+    const qint64 m = addFolder(QStringLiteral("/m/"));
+    const qint64 n = addFolder(QStringLiteral("/n/"));
+    const TrackRef a = track(QStringLiteral("/m/a.flac"), QStringLiteral("Blue Sky"), m);
+    const TrackRef b = track(QStringLiteral("/n/b.flac"), QStringLiteral("Blue"), n);
+    Index index;
+    index.add(a);
+    index.add(b);
+    // The same record given twice counts once.
+    index.occurences[QStringLiteral("blue")].append(a);
+    db.saveIndex(index);
+    const QStringList saved = {"a /m/a.flac", "b /n/b.flac", "blue /m/a.flac", "blue /n/b.flac", "m /m/a.flac",
+                               "n /n/b.flac", "sky /m/a.flac"};
+    EXPECT_EQ(occurrences(), saved);
+
+    db.clearIndex(m);
+    EXPECT_EQ(occurrences(), QStringList({"b /n/b.flac", "blue /n/b.flac", "n /n/b.flac"}));
+}
+
+TEST_F(IndexStorageTest, RowThatCannotBeWrittenIsLoggedAndTheRestCommitted) {
+    const TrackRef a = track(QStringLiteral("/m/a.flac"), QStringLiteral("Blue"), 0);
+    auto unknown = std::make_shared<Track>(QStringLiteral("/m/unknown.flac"));
+    unknown->pk = 999;
+    Index index;
+    index.occurences[QStringLiteral("blue")] = {unknown, a};
+    LogCapture log;
+    db.saveIndex(index);
+    EXPECT_EQ(occurrences(), QStringList{QStringLiteral("blue /m/a.flac")});
+    EXPECT_EQ(log.lines(), QStringList{QStringLiteral("DB Error: 19 \"FOREIGN KEY constraint failed\"")});
+}
