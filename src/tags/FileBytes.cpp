@@ -39,16 +39,14 @@ std::optional<QByteArray> FileBytes::read(qint64 offset, qint64 count) const {
     if (count < 1 || offset < 0 || count > size_ || offset > size_ - count || count > kMaxRead) {
         return std::nullopt;
     }
-    if (count <= head_.size() && offset <= head_.size() - count) return head_.mid(offset, count);
-    QByteArray bytes(count, '\0');
+    if (inHead(offset, count)) return head_.mid(offset, count);
+    QByteArray bytes(count, Qt::Uninitialized);
     if (!preadFully(bytes.data(), offset, count)) return std::nullopt;
     return bytes;
 }
 
 std::optional<ByteView> FileBytes::view(qint64 offset, qint64 count, QByteArray& buffer) const {
-    if (count >= 1 && offset >= 0 && count <= head_.size() && offset <= head_.size() - count) {
-        return ByteView(head_.constData() + offset, count);
-    }
+    if (inHead(offset, count)) return ByteView(head_.constData() + offset, count);
     auto bytes = read(offset, count);
     if (!bytes) return std::nullopt;
     buffer = std::move(*bytes);

@@ -37,6 +37,10 @@ public:
     // The same range as read(), without a copy when it lies in the head; otherwise the bytes
     // are read into `buffer`, which the view then points into (keep it alive while using it).
     std::optional<ByteView> view(qint64 offset, qint64 count, QByteArray& buffer) const;
+    // Whether the range lies in the head, so that reading it costs no system call.
+    bool inHead(qint64 offset, qint64 count) const {
+        return count >= 1 && offset >= 0 && count <= head_.size() && offset <= head_.size() - count;
+    }
 
 private:
     FileBytes(UniqueFd fd, qint64 size) : fd_(std::move(fd)), size_(size) {}

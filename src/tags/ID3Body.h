@@ -15,7 +15,7 @@ namespace sonvale {
 // body belongs to one reading job (reads refill the window, so they are not const).
 class ID3Body {
 public:
-    static constexpr qint64 kWindow = 16 * 1024;
+    static constexpr qint64 kWindow = 4 * 1024;
 
     // `length` bytes of `file` at `start`; the range must lie inside the file.
     ID3Body(const FileBytes& file, qint64 start, qint64 length);

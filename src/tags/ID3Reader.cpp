@@ -18,7 +18,9 @@ namespace {
 constexpr qint64 kMaxTextBytes = 1024 * 1024;
 // Chapter frames may embed pictures behind their title; the title comes first.
 constexpr qint64 kMaxChapterBytes = 1024 * 1024;
-// Enough of a picture frame for its MIME type, picture type and description.
+// Enough of a picture frame for its MIME type, picture type and description; the short
+// read serves the usual short description, the long one the rest.
+constexpr qint64 kShortPictureHeaderBytes = 256;
 constexpr qint64 kPictureHeaderBytes = 4096;
 constexpr qsizetype kMaxPictureCandidates = 64;
 constexpr uint8_t kFrontCover = 3;
@@ -124,7 +126,17 @@ std::optional<PictureHeader> pictureHeader(ByteView content, uint8_t major) {
 // Whether a picture frame whose head is `head` has image data (it may lie beyond the head).
 bool holdsPicture(ByteView head, const ID3Frame& frame, uint8_t major) {
     const auto header = pictureHeader(head, major);
-    return header && (header->dataStart < head.size() || frame.size > kPictureHeaderBytes);
+    return header && (header->dataStart < head.size() || frame.size > head.size());
+}
+
+bool holdsPicture(ID3FrameWalker& walker, const ID3Frame& frame) {
+    const uint8_t major = walker.header().major;
+    for (const qint64 max : {kShortPictureHeaderBytes, kPictureHeaderBytes}) {
+        const auto head = walker.content(frame, max);
+        if (head && holdsPicture(ByteView(*head), frame, major)) return true;
+        if (!head || frame.size <= max) break;
+    }
+    return false;
 }
 
 std::optional<QByteArray> pictureData(ID3FrameWalker& walker, const ID3Frame& frame) {
@@ -147,14 +159,15 @@ std::optional<ID3Tag> ID3Reader::readTag(const FileBytes& file, qint64 offset) {
     while (const auto frame = walker->next()) {
         const Field field = fieldOf(frame->id);
         if (!wanted(field, tag)) continue;
+        if (field == Field::Picture) {
+            tag.hasPicture = holdsPicture(*walker, *frame);
+            continue;
+        }
         const bool chapterFrame = field == Field::Chapter || field == Field::Table;
-        const qint64 max =
-            field == Field::Picture ? kPictureHeaderBytes : chapterFrame ? kMaxChapterBytes : kMaxTextBytes;
-        const auto content = walker->content(*frame, max);
+        const auto content = walker->content(*frame, chapterFrame ? kMaxChapterBytes : kMaxTextBytes);
         if (!content) continue;
         const ByteView view(*content);
         switch (field) {
-        case Field::Picture: tag.hasPicture = holdsPicture(view, *frame, walker->header().major); break;
         case Field::Lyrics: tag.tags.lyrics = lyricsText(view); break;
         case Field::Chapter: chapters.addChapter(*content, walker->header()); break;
         case Field::Table: chapters.addTable(*content); break;

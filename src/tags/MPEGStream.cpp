@@ -25,12 +25,14 @@ constexpr qint64 kVBRIOffset = MPEGFrameHeader::kSize + 32;
 constexpr double kMinAverageBitRate = 4000;
 constexpr double kMaxAverageBitRate = 896000;
 
-// Bytes read from the file, with the offset of their first byte.
+// Bytes of the file from `offset` on: a view into the file's head, or into `storage` when
+// they had to be read. Moving a Window keeps the view valid (the storage moves its buffer).
 struct Window {
     qint64 offset = 0;
-    QByteArray bytes;
+    QByteArray storage;
+    ByteView bytes;
 
-    ByteView view() const { return ByteView(bytes); }
+    ByteView view() const { return bytes; }
 };
 
 struct Frame {
@@ -89,9 +91,10 @@ std::optional<std::pair<Frame, Window>> findFirstFrame(const FileBytes& file, qi
     const qint64 limit = std::min(end, start + kMaxSkip);
     for (qint64 pos = start; pos < limit; pos += kScanStep) {
         const qint64 count = std::min(kScanStep + MPEGFrameHeader::kMaxFrameLength + MPEGFrameHeader::kSize, end - pos);
-        auto bytes = file.read(pos, count);
+        Window window{pos, {}, {}};
+        const auto bytes = file.view(pos, count, window.storage);
         if (!bytes) return std::nullopt;
-        const Window window{pos, std::move(*bytes)};
+        window.bytes = *bytes;
         const ByteView view = window.view();
         const qint64 scanEnd = std::min({pos + kScanStep, limit, end - MPEGFrameHeader::kSize + 1});
         for (qint64 offset = pos; offset < scanEnd; ++offset) {
