@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 namespace sonvale {
@@ -35,11 +36,32 @@ bool FileBytes::preadFully(char* into, qint64 offset, qint64 count) const {
     return true;
 }
 
+bool FileBytes::inBlock(qint64 offset, qint64 count) const {
+    return offset >= blockOffset_ && count <= block_.size() && offset - blockOffset_ <= block_.size() - count;
+}
+
+bool FileBytes::fillBlock(qint64 offset, qint64 count) const {
+    if (inBlock(offset, count)) return true;
+    // The block ends at the end of the file rather than run past it, so that a read of the
+    // trailing tags keeps the bytes just before them too.
+    const qint64 length = std::min(size_, kBlockSize);
+    const qint64 start = std::min(offset, size_ - length);
+    QByteArray fresh(length, Qt::Uninitialized);
+    if (!preadFully(fresh.data(), start, length)) return false;
+    block_ = std::move(fresh);
+    blockOffset_ = start;
+    return true;
+}
+
 std::optional<QByteArray> FileBytes::read(qint64 offset, qint64 count) const {
     if (count < 1 || offset < 0 || count > size_ || offset > size_ - count || count > kMaxRead) {
         return std::nullopt;
     }
     if (inHead(offset, count)) return head_.mid(offset, count);
+    if (count <= kBlockSize) {
+        if (!fillBlock(offset, count)) return std::nullopt;
+        return block_.mid(offset - blockOffset_, count);
+    }
     QByteArray bytes(count, Qt::Uninitialized);
     if (!preadFully(bytes.data(), offset, count)) return std::nullopt;
     return bytes;
@@ -47,6 +69,11 @@ std::optional<QByteArray> FileBytes::read(qint64 offset, qint64 count) const {
 
 std::optional<ByteView> FileBytes::view(qint64 offset, qint64 count, QByteArray& buffer) const {
     if (inHead(offset, count)) return ByteView(head_.constData() + offset, count);
+    if (count >= 1 && count <= kBlockSize && offset >= 0 && count <= size_ && offset <= size_ - count) {
+        if (!fillBlock(offset, count)) return std::nullopt;
+        buffer = block_;
+        return ByteView(buffer.constData() + (offset - blockOffset_), count);
+    }
     auto bytes = read(offset, count);
     if (!bytes) return std::nullopt;
     buffer = std::move(*bytes);
