@@ -33,7 +33,7 @@ QString embeddedTitle(const QByteArray& frames, const ID3Header& header) {
     embedded.flags &= ~ID3Header::kUnsynchronisation;
     ID3FrameWalker walker(ID3Body(frames), embedded);
     while (const auto frame = walker.next()) {
-        if (frame->id != "TIT2") continue;
+        if (frame->id != id3FrameId("TIT2")) continue;
         const auto content = walker.content(*frame, kMaxTitleBytes);
         if (!content) continue;
         const QStringList values = ID3Text::frameValues(ByteView(*content));

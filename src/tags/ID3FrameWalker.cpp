@@ -70,9 +70,10 @@ bool ID3FrameWalker::isFrameId(ByteView bytes) const {
 bool ID3FrameWalker::isFrameStart(qint64 pos) {
     if (pos == body_.size()) return true;
     if (pos < 0 || pos > body_.size()) return false;
-    const auto bytes = body_.read(pos, std::min(idLength(), body_.size() - pos));
+    QByteArray holder;
+    const auto bytes = body_.view(pos, std::min(idLength(), body_.size() - pos), holder);
     if (!bytes) return false;
-    return bytes->at(0) == '\0' || isFrameId(ByteView(*bytes));
+    return *bytes->u8(0) == 0 || isFrameId(*bytes);
 }
 
 std::optional<qint64> ID3FrameWalker::frameSize(ByteView frameHeader, qint64 dataPos) {
@@ -103,15 +104,18 @@ void ID3FrameWalker::skipExtendedHeader() {
 std::optional<ID3Frame> ID3FrameWalker::next() {
     const qint64 headerLength = headerSize();
     if (frames_ >= kMaxFrames || pos_ > body_.size() - headerLength) return std::nullopt;
-    const auto bytes = body_.read(pos_, headerLength);
+    QByteArray holder;
+    const auto bytes = body_.view(pos_, headerLength, holder);
     if (!bytes) return std::nullopt;
-    const ByteView frameHeader(*bytes);
+    const ByteView frameHeader = *bytes;
     if (!isFrameId(frameHeader)) return std::nullopt;
     const qint64 dataPos = pos_ + headerLength;
     const auto size = frameSize(frameHeader, dataPos);
     if (!size || *size > body_.size() - dataPos) return std::nullopt;
 
-    ID3Frame frame{frameHeader.toByteArray().left(idLength()), dataPos, *size, 0};
+    uint32_t id = 0;
+    for (qint64 i = 0; i < 4; ++i) id = (id << 8) | (i < idLength() ? *frameHeader.u8(i) : 0);
+    ID3Frame frame{id, dataPos, *size, 0};
     if (header_.major >= 3) frame.formatFlags = *frameHeader.u8(9);
     pos_ = dataPos + *size;
     ++frames_;

@@ -7,14 +7,25 @@
 
 #include <QByteArray>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 
 namespace sonvale {
 
+// A frame id as a number: the letters in order from the most significant byte, a three-letter
+// id of version 2.2 with a zero last byte ("TIT2" → 0x54495432, "TT2" → 0x54543200).
+template <size_t N>
+constexpr uint32_t id3FrameId(const char (&id)[N]) {
+    static_assert(N == 4 || N == 5, "frame ids have three or four letters");
+    uint32_t value = 0;
+    for (size_t i = 0; i < 4; ++i) value = (value << 8) | (i + 1 < N ? uint8_t(id[i]) : 0);
+    return value;
+}
+
 // One frame as an ID3v2 tag stores it.
 struct ID3Frame {
-    QByteArray id;            // three (version 2.2) or four capital letters and digits
+    uint32_t id = 0;          // three (version 2.2) or four capital letters and digits
     qint64 dataPos = 0;       // body position of the bytes behind the frame header
     qint64 size = 0;          // stored bytes behind the frame header
     uint8_t formatFlags = 0;  // the second flag byte (versions 2.3 and 2.4)

@@ -28,19 +28,19 @@ constexpr uint8_t kFrontCover = 3;
 enum class Field { None, Title, Artist, Album, Track, Genre, Lyrics, Picture, Chapter, Table };
 
 struct FrameField {
-    const char* id;
+    uint32_t id;
     Field field;
 };
 
 // Version 2.2 has three-letter ids of its own.
 constexpr FrameField kFields[] = {
-    {"TIT2", Field::Title}, {"TT2", Field::Title},   {"TPE1", Field::Artist}, {"TP1", Field::Artist},
-    {"TALB", Field::Album}, {"TAL", Field::Album},   {"TRCK", Field::Track},  {"TRK", Field::Track},
-    {"TCON", Field::Genre}, {"TCO", Field::Genre},   {"USLT", Field::Lyrics}, {"ULT", Field::Lyrics},
-    {"APIC", Field::Picture}, {"PIC", Field::Picture}, {"CHAP", Field::Chapter}, {"CTOC", Field::Table},
+    {id3FrameId("TIT2"), Field::Title}, {id3FrameId("TT2"), Field::Title},   {id3FrameId("TPE1"), Field::Artist}, {id3FrameId("TP1"), Field::Artist},
+    {id3FrameId("TALB"), Field::Album}, {id3FrameId("TAL"), Field::Album},   {id3FrameId("TRCK"), Field::Track},  {id3FrameId("TRK"), Field::Track},
+    {id3FrameId("TCON"), Field::Genre}, {id3FrameId("TCO"), Field::Genre},   {id3FrameId("USLT"), Field::Lyrics}, {id3FrameId("ULT"), Field::Lyrics},
+    {id3FrameId("APIC"), Field::Picture}, {id3FrameId("PIC"), Field::Picture}, {id3FrameId("CHAP"), Field::Chapter}, {id3FrameId("CTOC"), Field::Table},
 };
 
-Field fieldOf(const QByteArray& id) {
+Field fieldOf(uint32_t id) {
     for (const FrameField& entry : kFields) {
         if (id == entry.id) return entry.field;
     }

@@ -1,5 +1,6 @@
 #include "MP4Atom.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace sonvale {
@@ -33,25 +34,37 @@ std::optional<Header> parseHeader(ByteView bytes, qint64 room) {
     return header;
 }
 
+// Calls `visit(atom)` for the atoms inside `body` in order until it returns true.
+template <typename Visit>
+void forEachChild(ByteView body, Visit visit) {
+    qint64 p = 0;
+    for (int n = 0; p < body.size() && n < MP4Atoms::kMaxAtoms; ++n) {
+        const auto header = parseHeader(*body.from(p), body.size() - p);
+        if (!header) return;
+        if (visit(MP4Atom{header->type, p + header->headerSize, header->totalSize - header->headerSize})) return;
+        p += header->totalSize;
+    }
+}
+
 }  // namespace
 
 QList<MP4Atom> MP4Atoms::children(ByteView body) {
     QList<MP4Atom> atoms;
-    qint64 p = 0;
-    while (p < body.size() && atoms.size() < kMaxAtoms) {
-        const auto header = parseHeader(*body.from(p), body.size() - p);
-        if (!header) break;
-        atoms.append({header->type, p + header->headerSize, header->totalSize - header->headerSize});
-        p += header->totalSize;
-    }
+    atoms.reserve(8);
+    forEachChild(body, [&](const MP4Atom& atom) {
+        atoms.append(atom);
+        return false;
+    });
     return atoms;
 }
 
 std::optional<ByteView> MP4Atoms::child(ByteView body, uint32_t type) {
-    for (const MP4Atom& atom : children(body)) {
-        if (atom.type == type) return body.sub(atom.offset, atom.size);
-    }
-    return std::nullopt;
+    std::optional<ByteView> found;
+    forEachChild(body, [&](const MP4Atom& atom) {
+        if (atom.type == type) found = body.sub(atom.offset, atom.size);
+        return found.has_value();
+    });
+    return found;
 }
 
 std::optional<ByteView> MP4Atoms::path(ByteView body, std::initializer_list<uint32_t> types) {
@@ -77,9 +90,10 @@ QList<MP4Atom> MP4Atoms::topLevel(const FileBytes& file, qint64 offset) {
     QList<MP4Atom> atoms;
     qint64 p = offset;
     while (p >= 0 && p < file.size() && atoms.size() < kMaxAtoms) {
-        const auto bytes = file.readUpTo(p, kLargeHeader);
+        QByteArray holder;
+        const auto bytes = file.view(p, std::min(kLargeHeader, file.size() - p), holder);
         if (!bytes) break;
-        const auto header = parseHeader(ByteView(*bytes), file.size() - p);
+        const auto header = parseHeader(*bytes, file.size() - p);
         if (!header) break;
         atoms.append({header->type, p + header->headerSize, header->totalSize - header->headerSize});
         p += header->totalSize;

@@ -20,6 +20,7 @@ struct DataValue {
 
 QList<DataValue> dataValues(ByteView item) {
     QList<DataValue> values;
+    values.reserve(2);
     for (const MP4Atom& atom : MP4Atoms::children(item)) {
         if (atom.type != atomType("data")) continue;
         const ByteView body = *item.sub(atom.offset, atom.size);
@@ -120,14 +121,19 @@ AudioTags MP4ItemList::readTags(ByteView ilst) {
     return tags;
 }
 
-std::optional<QByteArray> MP4ItemList::firstCover(ByteView ilst) {
+std::optional<ByteView> MP4ItemList::firstCoverView(ByteView ilst) {
     for (const MP4Atom& item : MP4Atoms::children(ilst)) {
         if (item.type != atomType("covr")) continue;
         for (const DataValue& data : dataValues(*ilst.sub(item.offset, item.size))) {
-            if (!data.value.empty()) return data.value.toByteArray();
+            if (!data.value.empty()) return data.value;
         }
     }
     return std::nullopt;
+}
+
+std::optional<QByteArray> MP4ItemList::firstCover(ByteView ilst) {
+    const auto cover = firstCoverView(ilst);
+    return cover ? std::optional<QByteArray>(cover->toByteArray()) : std::nullopt;
 }
 
 }  // namespace sonvale

@@ -19,6 +19,8 @@ public:
     static AudioTags readTags(ByteView ilst);
     // The bytes of the first non-empty value of the cover item.
     static std::optional<QByteArray> firstCover(ByteView ilst);
+    // The same picture as a view into `ilst`, for callers that only need to know of it.
+    static std::optional<ByteView> firstCoverView(ByteView ilst);
 };
 
 }  // namespace sonvale

@@ -14,12 +14,14 @@ namespace sonvale {
 
 namespace {
 
-// The movie atom's bytes and the total size of the media data atoms.
+// The movie atom's bytes (held or shared by `holder`) and the total size of the media data
+// atoms.
 struct Movie {
-    QByteArray bytes;
+    QByteArray holder;
+    ByteView bytes;
     qint64 mediaDataBytes = 0;
 
-    ByteView view() const { return ByteView(bytes); }
+    ByteView view() const { return bytes; }
 };
 
 std::optional<Movie> readMovie(const FileBytes& file, qint64 offset) {
@@ -30,9 +32,9 @@ std::optional<Movie> readMovie(const FileBytes& file, qint64 offset) {
         if (atom.type == atomType("mdat")) movie.mediaDataBytes += atom.size;
     }
     if (!moov || moov->size > MP4Reader::kMaxMovieBytes) return std::nullopt;
-    auto bytes = file.read(moov->offset, moov->size);
+    const auto bytes = file.view(moov->offset, moov->size, movie.holder);
     if (!bytes) return std::nullopt;
-    movie.bytes = std::move(*bytes);
+    movie.bytes = *bytes;
     return movie;
 }
 
@@ -119,7 +121,7 @@ std::optional<AudioInfo> MP4Reader::readInfo(const FileBytes& file, qint64 offse
     info.properties = readProperties(*movie, audioTrack);
     if (const auto ilst = itemList(moov)) {
         info.tags = MP4ItemList::readTags(*ilst);
-        info.hasArtwork = MP4ItemList::firstCover(*ilst).has_value();
+        info.hasArtwork = MP4ItemList::firstCoverView(*ilst).has_value();
     }
     info.chapters = finalizeChapters(readChapters(file, moov, tracks, audioTrack), info.properties.duration);
     return info;
