@@ -2,7 +2,7 @@
 
 #include "AudioInfo.h"
 
-#include <QStringDecoder>
+#include "Utf8.h"
 
 namespace sonvale::ID3Text {
 
@@ -22,14 +22,9 @@ qint64 terminatorAt(uint8_t encoding, ByteView bytes, qint64 from) {
     return -1;
 }
 
-QString decodeWith(QStringConverter::Encoding encoding, ByteView bytes) {
-    QStringDecoder decoder(encoding, QStringDecoder::Flag::Stateless);
-    return decoder.decode(QByteArrayView(bytes.data(), bytes.size()));
-}
-
 // UTF-16 with a byte-order mark. A string without one keeps the order of the string before it;
 // the first defaults to little-endian, which is what BOM-less writers produce in practice.
-QString decodeUtf16(ByteView bytes, bool& bigEndian) {
+QString decodeWithByteOrderMark(ByteView bytes, bool& bigEndian) {
     if (bytes.hasAt(0, "\xFF\xFE")) {
         bigEndian = false;
         bytes = *bytes.from(2);
@@ -37,16 +32,14 @@ QString decodeUtf16(ByteView bytes, bool& bigEndian) {
         bigEndian = true;
         bytes = *bytes.from(2);
     }
-    return decodeWith(bigEndian ? QStringConverter::Utf16BE : QStringConverter::Utf16LE, bytes);
+    return sonvale::decodeUtf16(bytes, bigEndian);
 }
 
 // UTF-8 as declared; bytes that are not valid UTF-8 were most likely written as Latin-1.
 QString decodeUtf8(ByteView bytes) {
     if (bytes.startsWith("\xEF\xBB\xBF")) bytes = *bytes.from(3);
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = decoder.decode(QByteArrayView(bytes.data(), bytes.size()));
-    if (decoder.hasError()) return QString::fromLatin1(bytes.data(), bytes.size());
-    return text;
+    if (!isValidUtf8(bytes)) return QString::fromLatin1(bytes.data(), bytes.size());
+    return QString::fromUtf8(bytes.data(), bytes.size());
 }
 
 }  // namespace
@@ -67,7 +60,7 @@ std::optional<QStringList> decode(uint8_t encoding, ByteView bytes) {
         switch (encoding) {
         case Latin1: strings.append(QString::fromLatin1(piece.data(), piece.size())); break;
         case Utf16:
-        case Utf16BE: strings.append(decodeUtf16(piece, bigEndian)); break;
+        case Utf16BE: strings.append(decodeWithByteOrderMark(piece, bigEndian)); break;
         default: strings.append(decodeUtf8(piece)); break;
         }
         if (terminator < 0) break;
