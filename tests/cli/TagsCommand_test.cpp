@@ -1,26 +1,15 @@
+#include "CliProcess.h"
 #include "MediaFactory.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
-
-struct Result {
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-Result cli(const QStringList& args) {
-    QProcess process;
-    process.start(QStringLiteral(SONVALE_CLI), args);
-    process.waitForFinished(60000);
-    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
-}
 
 QList<QJsonObject> records(const QByteArray& out) {
     QList<QJsonObject> list;
@@ -38,62 +27,62 @@ QList<QJsonObject> records(const QByteArray& out) {
 
 TEST(TagsCommand, PrintsOneRecordPerFileWithEveryKey) {
     MediaFactory media;
-    const QString flac = media.ffmpeg(QStringLiteral("05 song.flac"),
-                                      {QStringLiteral("-metadata"), QStringLiteral("title=Quote \" and \\ back"),
-                                       QStringLiteral("-metadata"), QStringLiteral("genre=Rock")},
-                                      1.0, 22050, 1);
-    const QString junk = media.write(QStringLiteral("junk.bin"), "junk");
-    const Result result = cli({QStringLiteral("tags"), flac, junk});
+    const QString flac =
+        media.ffmpeg(u"05 song.flac"_s,
+                     {u"-metadata"_s, u"title=Quote \" and \\ back"_s, u"-metadata"_s, u"genre=Rock"_s}, 1.0, 22050, 1);
+    const QString junk = media.write(u"junk.bin"_s, "junk");
+    const CliResult result = runCli({u"tags"_s, flac, junk});
     ASSERT_EQ(result.exitCode, 0) << result.err.constData();
     const auto list = records(result.out);
     ASSERT_EQ(list.size(), 2);
 
     const QJsonObject& a = list[0];
-    const QStringList keys = {"path", "fileType", "offset", "title", "artist", "album", "track",
-                              "duration", "bitRate", "sampleRate", "channels", "size", "timestamp",
-                              "metaVersion", "lyrics", "chapters", "genre", "hasArtwork", "artworkBytes"};
+    const QStringList keys = {"path",     "fileType", "offset",     "title",       "artist",
+                              "album",    "track",    "duration",   "bitRate",     "sampleRate",
+                              "channels", "size",     "timestamp",  "metaVersion", "lyrics",
+                              "chapters", "genre",    "hasArtwork", "artworkBytes"};
     EXPECT_EQ(a.keys().size(), keys.size());
     for (const QString& key : keys) EXPECT_TRUE(a.contains(key)) << qPrintable(key);
-    EXPECT_EQ(a[QStringLiteral("path")].toString(), flac);
-    EXPECT_EQ(a[QStringLiteral("fileType")].toString(), QStringLiteral("flac"));
-    EXPECT_EQ(a[QStringLiteral("title")].toString(), QStringLiteral("Quote \" and \\ back"));
-    EXPECT_EQ(a[QStringLiteral("track")].toString(), QStringLiteral("5"));
-    EXPECT_EQ(a[QStringLiteral("genre")].toString(), QStringLiteral("Rock"));
-    EXPECT_DOUBLE_EQ(a[QStringLiteral("duration")].toDouble(), 1.0);
-    EXPECT_EQ(a[QStringLiteral("sampleRate")].toInt(), 22050);
-    EXPECT_EQ(a[QStringLiteral("metaVersion")].toInt(), 3);
-    EXPECT_TRUE(a[QStringLiteral("lyrics")].isNull());
-    EXPECT_TRUE(a[QStringLiteral("chapters")].isArray());
-    EXPECT_FALSE(a[QStringLiteral("hasArtwork")].toBool());
-    EXPECT_TRUE(a[QStringLiteral("artworkBytes")].isNull());
+    EXPECT_EQ(a[u"path"_s].toString(), flac);
+    EXPECT_EQ(a[u"fileType"_s].toString(), u"flac"_s);
+    EXPECT_EQ(a[u"title"_s].toString(), u"Quote \" and \\ back"_s);
+    EXPECT_EQ(a[u"track"_s].toString(), u"5"_s);
+    EXPECT_EQ(a[u"genre"_s].toString(), u"Rock"_s);
+    EXPECT_DOUBLE_EQ(a[u"duration"_s].toDouble(), 1.0);
+    EXPECT_EQ(a[u"sampleRate"_s].toInt(), 22050);
+    EXPECT_EQ(a[u"metaVersion"_s].toInt(), 3);
+    EXPECT_TRUE(a[u"lyrics"_s].isNull());
+    EXPECT_TRUE(a[u"chapters"_s].isArray());
+    EXPECT_FALSE(a[u"hasArtwork"_s].toBool());
+    EXPECT_TRUE(a[u"artworkBytes"_s].isNull());
 
     const QJsonObject& b = list[1];
-    EXPECT_EQ(b[QStringLiteral("fileType")].toString(), QStringLiteral("unknown"));
-    EXPECT_EQ(b[QStringLiteral("title")].toString(), QStringLiteral("junk"));
-    EXPECT_EQ(b[QStringLiteral("size")].toInt(), 4);
-    EXPECT_TRUE(b[QStringLiteral("genre")].isNull());
+    EXPECT_EQ(b[u"fileType"_s].toString(), u"unknown"_s);
+    EXPECT_EQ(b[u"title"_s].toString(), u"junk"_s);
+    EXPECT_EQ(b[u"size"_s].toInt(), 4);
+    EXPECT_TRUE(b[u"genre"_s].isNull());
 }
 
 TEST(TagsCommand, MissingFileIsNamedAndTheOthersStillPrinted) {
     MediaFactory media;
-    const QString junk = media.write(QStringLiteral("cover.jpg"), "jpeg bytes");
-    const QString missing = media.path(QStringLiteral("gone.flac"));
-    const Result result = cli({QStringLiteral("--data-dir"), media.dir(), QStringLiteral("tags"), missing, junk});
+    const QString junk = media.write(u"cover.jpg"_s, "jpeg bytes");
+    const QString missing = media.path(u"gone.flac"_s);
+    const CliResult result = runCli({u"--data-dir"_s, media.dir(), u"tags"_s, missing, junk});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_TRUE(result.err.contains(missing.toUtf8()));
     const auto list = records(result.out);
     ASSERT_EQ(list.size(), 1);
-    EXPECT_EQ(list[0][QStringLiteral("artworkBytes")].toInt(), 10);  // the folder image beside it
+    EXPECT_EQ(list[0][u"artworkBytes"_s].toInt(), 10);  // the folder image beside it
 }
 
 TEST(TagsCommand, UsageErrorsAndHelp) {
-    const Result help = cli({QStringLiteral("--help")});
+    const CliResult help = runCli({u"--help"_s});
     EXPECT_EQ(help.exitCode, 0);
     EXPECT_TRUE(help.out.contains("tags FILE..."));
     EXPECT_TRUE(help.out.contains("--data-dir"));
-    EXPECT_EQ(cli({}).exitCode, 2);
-    EXPECT_EQ(cli({QStringLiteral("frobnicate")}).exitCode, 2);
-    EXPECT_EQ(cli({QStringLiteral("tags")}).exitCode, 2);
-    EXPECT_EQ(cli({QStringLiteral("--data-dir")}).exitCode, 2);
-    EXPECT_EQ(cli({QStringLiteral("--bogus"), QStringLiteral("tags")}).exitCode, 2);
+    EXPECT_EQ(runCli({}).exitCode, 2);
+    EXPECT_EQ(runCli({u"frobnicate"_s}).exitCode, 2);
+    EXPECT_EQ(runCli({u"tags"_s}).exitCode, 2);
+    EXPECT_EQ(runCli({u"--data-dir"_s}).exitCode, 2);
+    EXPECT_EQ(runCli({u"--bogus"_s, u"tags"_s}).exitCode, 2);
 }

@@ -1,5 +1,6 @@
 #include "DB.h"
 
+#include "MediaFactory.h"
 #include "StorageTestSupport.h"
 
 #include <QDir>
@@ -12,28 +13,18 @@
 
 using sonvale::DB;
 using sonvale::SQLiteDatabase;
+using namespace Qt::StringLiterals;
 
 namespace {
-
-QString dbPath(const QString& dir) {
-    return QDir(dir).filePath(DB::fileName());
-}
-
-QStringList entriesOf(const QString& dir) {
-    return QDir(dir).entryList(QDir::Files, QDir::Name);
-}
 
 // A file at version 12 with one track row.
 void makeOldFile(const QString& dir) {
     { DB db(dir, 12); }
-    auto db = SQLiteDatabase::open(dbPath(dir));
-    ASSERT_TRUE(db && db->executeStatements(QStringLiteral(
-                          "INSERT INTO metadata (path, size, timestamp, duration, bitRate) VALUES ('/m/a.flac', 1, 2, 3, 4);")));
-}
-
-std::optional<QString> trackPath(const QString& dir) {
-    auto db = SQLiteDatabase::open(dbPath(dir));
-    return db ? scalar(*db, QStringLiteral("SELECT path AS v FROM tracks")) : std::nullopt;
+    auto db = SQLiteDatabase::open(dbPathIn(dir));
+    ASSERT_TRUE(
+        db &&
+        db->executeStatements(QStringLiteral(
+            "INSERT INTO metadata (path, size, timestamp, duration, bitRate) VALUES ('/m/a.flac', 1, 2, 3, 4);")));
 }
 
 }  // namespace
@@ -42,40 +33,38 @@ TEST(DB, ConnectionHasTheCacheAndForeignKeysOnAndSynchronousWritesOff) {
     QTemporaryDir dir;
     DB db(dir.path());
     ASSERT_TRUE(db.queue());
-    EXPECT_EQ(db.path(), dbPath(dir.path()));
+    EXPECT_EQ(db.path(), dbPathIn(dir.path()));
     bool caching = false;
-    std::optional<QString> foreignKeys, synchronous;
+    std::optional<QString> synchronous;
     bool orphanInserted = true;
     db.queue()->inDatabase([&](SQLiteDatabase& connection) {
         caching = connection.shouldCacheStatements();
-        foreignKeys = scalar(connection, QStringLiteral("SELECT foreign_keys AS v FROM pragma_foreign_keys"));
-        synchronous = scalar(connection, QStringLiteral("SELECT synchronous AS v FROM pragma_synchronous"));
-        orphanInserted = run(connection, QStringLiteral("INSERT INTO lyrics (track_id, text) VALUES (99, 'la')"));
+        synchronous = scalar(connection, u"SELECT synchronous AS v FROM pragma_synchronous"_s);
+        orphanInserted = run(connection, u"INSERT INTO lyrics (track_id, text) VALUES (99, 'la')"_s);
     });
     EXPECT_TRUE(caching);
-    EXPECT_EQ(foreignKeys, QStringLiteral("1"));
-    EXPECT_EQ(synchronous, QStringLiteral("0"));
-    EXPECT_FALSE(orphanInserted);
+    EXPECT_EQ(synchronous, u"0"_s);
+    EXPECT_FALSE(orphanInserted);  // foreign keys are enforced
 }
 
 TEST(DB, DataDirectoryFollowsXdgDataHomeAndIsMadeWithItsParents) {
     QTemporaryDir dir;
     const QByteArray saved = qgetenv("XDG_DATA_HOME");
-    const QString home = dir.filePath(QStringLiteral("a/b"));
+    const QString home = dir.filePath(u"a/b"_s);
     setenv("XDG_DATA_HOME", QFile::encodeName(home).constData(), 1);
     const QString data = DB::defaultDataDirectory();
     {
         DB db;
         EXPECT_TRUE(db.queue());
-        EXPECT_EQ(db.path(), dbPath(home + QStringLiteral("/Sonvale")));
+        EXPECT_EQ(db.path(), dbPathIn(home + u"/Sonvale"_s));
     }
     setenv("XDG_DATA_HOME", saved.constData(), 1);
-    EXPECT_EQ(data, home + QStringLiteral("/Sonvale"));
-    EXPECT_TRUE(QFile::exists(dbPath(data)));
+    EXPECT_EQ(data, home + u"/Sonvale"_s);
+    EXPECT_TRUE(QFile::exists(dbPathIn(data)));
 
-    const QString given = dir.filePath(QStringLiteral("x/y"));
+    const QString given = dir.filePath(u"x/y"_s);
     { DB db(given); }
-    EXPECT_TRUE(QFile::exists(dbPath(given)));
+    EXPECT_TRUE(QFile::exists(dbPathIn(given)));
 }
 
 TEST(DB, FileThatIsNotADatabaseIsLeftAsItIs) {
@@ -83,15 +72,15 @@ TEST(DB, FileThatIsNotADatabaseIsLeftAsItIs) {
     QByteArray garbage;
     for (int i = 0; i < 512; ++i) garbage += "not a database, just some text ";
     {
-        QFile file(dbPath(dir.path()));
+        QFile file(dbPathIn(dir.path()));
         ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(garbage) == garbage.size());
     }
     LogCapture log;
     { DB db(dir.path()); }
-    EXPECT_EQ(fileBytes(dbPath(dir.path())), garbage);
-    EXPECT_EQ(entriesOf(dir.path()), QStringList({DB::fileName()}));
-    EXPECT_TRUE(log.contains(QStringLiteral("DB Error: 26 \"file is not a database\"")));
-    EXPECT_TRUE(log.contains(QtCriticalMsg, QStringLiteral("DB migration to 1 failed, rolling back")));
+    EXPECT_EQ(MediaFactory::readAll(dbPathIn(dir.path())), garbage);
+    EXPECT_EQ(filesIn(dir.path()), QStringList({DB::fileName()}));
+    EXPECT_TRUE(log.contains(u"DB Error: 26 \"file is not a database\""_s));
+    EXPECT_TRUE(log.contains(QtCriticalMsg, u"DB migration to 1 failed, rolling back"_s));
 }
 
 TEST(DB, ReadOnlyDataDirectoryLosesNothing) {
@@ -103,30 +92,30 @@ TEST(DB, ReadOnlyDataDirectoryLosesNothing) {
     if (!unprivileged.active()) GTEST_SKIP() << "file-system privileges cannot be dropped";
     const QFileDevice::Permissions readOnly = QFile::ReadOwner | QFile::ExeOwner;
 
-    const QString empty = root.filePath(QStringLiteral("empty"));
+    const QString empty = root.filePath(u"empty"_s);
     ASSERT_TRUE(QDir().mkdir(empty) && QFile::setPermissions(empty, readOnly));
     {
         LogCapture log;
         DB db(empty);
         EXPECT_FALSE(db.queue());
-        EXPECT_EQ(log.lines(), QStringList({QStringLiteral("error opening!: 14"),
-                                            QStringLiteral("Could not create database queue for path ") + db.path()}));
-        EXPECT_TRUE(entriesOf(empty).isEmpty());
+        EXPECT_EQ(log.lines(),
+                  QStringList({u"error opening!: 14"_s, u"Could not create database queue for path "_s + db.path()}));
+        EXPECT_TRUE(filesIn(empty).isEmpty());
     }
 
-    const QString old = root.filePath(QStringLiteral("old"));
+    const QString old = root.filePath(u"old"_s);
     makeOldFile(old);
-    const auto before = fileBytes(dbPath(old));
+    const auto before = MediaFactory::readAll(dbPathIn(old));
     ASSERT_TRUE(QFile::setPermissions(old, readOnly));
     {
         LogCapture log;
         DB db(old);
         EXPECT_TRUE(db.queue());
-        EXPECT_TRUE(log.contains(QtInfoMsg, QStringLiteral("DB backup created at ") + dbPath(old) + QStringLiteral(".bak.12")));
-        EXPECT_TRUE(log.contains(QtCriticalMsg, QStringLiteral("DB migration to 13 failed, rolling back")));
+        EXPECT_TRUE(log.contains(QtInfoMsg, u"DB backup created at "_s + dbPathIn(old) + u".bak.12"_s));
+        EXPECT_TRUE(log.contains(QtCriticalMsg, u"DB migration to 13 failed, rolling back"_s));
     }
-    EXPECT_EQ(fileBytes(dbPath(old)), before);
-    EXPECT_EQ(entriesOf(old), QStringList({DB::fileName()}));
+    EXPECT_EQ(MediaFactory::readAll(dbPathIn(old)), before);
+    EXPECT_EQ(filesIn(old), QStringList({DB::fileName()}));
     QFile::setPermissions(old, readOnly | QFile::WriteOwner);
     QFile::setPermissions(empty, readOnly | QFile::WriteOwner);
 }
@@ -134,20 +123,22 @@ TEST(DB, ReadOnlyDataDirectoryLosesNothing) {
 TEST(DB, DatabaseLockedByAnotherConnectionIsLeftAsItIs) {
     QTemporaryDir dir;
     makeOldFile(dir.path());
-    const auto before = fileBytes(dbPath(dir.path()));
-    auto holder = SQLiteDatabase::open(dbPath(dir.path()));
-    ASSERT_TRUE(holder && holder->executeStatements(QStringLiteral("BEGIN EXCLUSIVE;")));
+    const auto before = MediaFactory::readAll(dbPathIn(dir.path()));
+    auto holder = SQLiteDatabase::open(dbPathIn(dir.path()));
+    ASSERT_TRUE(holder && holder->executeStatements(u"BEGIN EXCLUSIVE;"_s));
     {
         LogCapture log;
         DB db(dir.path());
         EXPECT_TRUE(db.queue());
-        EXPECT_TRUE(log.contains(QStringLiteral("DB Error: 5 \"database is locked\"")));
-        EXPECT_TRUE(log.contains(QtCriticalMsg, QStringLiteral("DB error: database is locked")));
+        EXPECT_TRUE(log.contains(u"DB Error: 5 \"database is locked\""_s));
+        EXPECT_TRUE(log.contains(QtCriticalMsg, u"DB error: database is locked"_s));
     }
-    ASSERT_TRUE(holder->executeStatements(QStringLiteral("ROLLBACK;")));
+    ASSERT_TRUE(holder->executeStatements(u"ROLLBACK;"_s));
     holder->close();
-    EXPECT_EQ(fileBytes(dbPath(dir.path())), before);
+    EXPECT_EQ(MediaFactory::readAll(dbPathIn(dir.path())), before);
 
     { DB db(dir.path()); }
-    EXPECT_EQ(trackPath(dir.path()), QStringLiteral("/m/a.flac"));
+    auto migrated = SQLiteDatabase::open(dbPathIn(dir.path()));
+    ASSERT_TRUE(migrated);
+    EXPECT_EQ(scalar(*migrated, u"SELECT path AS v FROM tracks"_s), u"/m/a.flac"_s);
 }

@@ -11,6 +11,7 @@ using sonvale::Folder;
 using sonvale::Index;
 using sonvale::Track;
 using sonvale::TrackRef;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -33,8 +34,9 @@ protected:
     }
 
     QStringList occurrences() {
-        return columnOf(db, QStringLiteral("SELECT token || ' ' || path AS v FROM occurences JOIN tokens ON tokens.id = "
-                                           "token_id JOIN tracks ON tracks.id = track_id ORDER BY token, path"));
+        return columnOf(db,
+                        QStringLiteral("SELECT token || ' ' || path AS v FROM occurences JOIN tokens ON tokens.id = "
+                                       "token_id JOIN tracks ON tracks.id = track_id ORDER BY token, path"));
     }
 
     QTemporaryDir dir;
@@ -44,30 +46,30 @@ protected:
 }  // namespace
 
 TEST_F(IndexStorageTest, TokenIdIsCreatedOnceForEitherSpelling) {
-    const auto id = db.tokenId(QStringLiteral("e\u0301te\u0301"));
+    const auto id = db.tokenId(u"e\u0301te\u0301"_s);
     ASSERT_TRUE(id);
-    EXPECT_EQ(db.tokenId(QStringLiteral("\u00e9t\u00e9")), id);
-    EXPECT_NE(db.tokenId(QStringLiteral("ete")), id);
+    EXPECT_EQ(db.tokenId(u"\u00e9t\u00e9"_s), id);
+    EXPECT_NE(db.tokenId(u"ete"_s), id);
     // A second connection finds the stored token instead of making one.
     DB other(dir.path());
-    EXPECT_EQ(other.tokenId(QStringLiteral("\u00e9t\u00e9")), id);
-    EXPECT_EQ(columnOf(db, QStringLiteral("SELECT token AS v FROM tokens ORDER BY id")),
-              QStringList({QStringLiteral("\u00e9t\u00e9"), QStringLiteral("ete")}));
+    EXPECT_EQ(other.tokenId(u"\u00e9t\u00e9"_s), id);
+    EXPECT_EQ(columnOf(db, u"SELECT token AS v FROM tokens ORDER BY id"_s),
+              QStringList({u"\u00e9t\u00e9"_s, u"ete"_s}));
 }
 
 TEST_F(IndexStorageTest, SaveWritesOneRowPerTokenAndTrackAndClearTakesOneFolder) {
-    const qint64 m = addFolder(QStringLiteral("/m/"));
-    const qint64 n = addFolder(QStringLiteral("/n/"));
-    const TrackRef a = track(QStringLiteral("/m/a.flac"), QStringLiteral("Blue Sky"), m);
-    const TrackRef b = track(QStringLiteral("/n/b.flac"), QStringLiteral("Blue"), n);
+    const qint64 m = addFolder(u"/m/"_s);
+    const qint64 n = addFolder(u"/n/"_s);
+    const TrackRef a = track(u"/m/a.flac"_s, u"Blue Sky"_s, m);
+    const TrackRef b = track(u"/n/b.flac"_s, u"Blue"_s, n);
     Index index;
     index.add(a);
     index.add(b);
     // The same record given twice counts once.
-    index.occurences[QStringLiteral("blue")].append(a);
+    index.occurences[u"blue"_s].append(a);
     db.saveIndex(index);
-    const QStringList saved = {"a /m/a.flac", "b /n/b.flac", "blue /m/a.flac", "blue /n/b.flac", "m /m/a.flac",
-                               "n /n/b.flac", "sky /m/a.flac"};
+    const QStringList saved = {"a /m/a.flac", "b /n/b.flac", "blue /m/a.flac", "blue /n/b.flac",
+                               "m /m/a.flac", "n /n/b.flac", "sky /m/a.flac"};
     EXPECT_EQ(occurrences(), saved);
 
     db.clearIndex(m);
@@ -75,13 +77,13 @@ TEST_F(IndexStorageTest, SaveWritesOneRowPerTokenAndTrackAndClearTakesOneFolder)
 }
 
 TEST_F(IndexStorageTest, RowThatCannotBeWrittenIsLoggedAndTheRestCommitted) {
-    const TrackRef a = track(QStringLiteral("/m/a.flac"), QStringLiteral("Blue"), 0);
-    auto unknown = std::make_shared<Track>(QStringLiteral("/m/unknown.flac"));
+    const TrackRef a = track(u"/m/a.flac"_s, u"Blue"_s, 0);
+    auto unknown = std::make_shared<Track>(u"/m/unknown.flac"_s);
     unknown->pk = 999;
     Index index;
-    index.occurences[QStringLiteral("blue")] = {unknown, a};
+    index.occurences[u"blue"_s] = {unknown, a};
     LogCapture log;
     db.saveIndex(index);
-    EXPECT_EQ(occurrences(), QStringList{QStringLiteral("blue /m/a.flac")});
-    EXPECT_EQ(log.lines(), QStringList{QStringLiteral("DB Error: 19 \"FOREIGN KEY constraint failed\"")});
+    EXPECT_EQ(occurrences(), QStringList{u"blue /m/a.flac"_s});
+    EXPECT_EQ(log.lines(), QStringList{u"DB Error: 19 \"FOREIGN KEY constraint failed\""_s});
 }

@@ -6,11 +6,11 @@
 #include <memory>
 
 using namespace sonvale;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-TrackRef makeTrack(const char* path, const char* title, const char* artist = "",
-                   const char* album = "") {
+TrackRef makeTrack(const char* path, const char* title, const char* artist = "", const char* album = "") {
     auto track = std::make_shared<Track>(QString::fromUtf8(path));
     track->title = QString::fromUtf8(title);
     track->artist = QString::fromUtf8(artist);
@@ -21,8 +21,7 @@ TrackRef makeTrack(const char* path, const char* title, const char* artist = "",
 }  // namespace
 
 TEST(Index, TextsAreThePathAndTagsInOrderWithoutEmptyOnes) {
-    EXPECT_EQ(indexTexts(*makeTrack("/m/a.flac", "T", "", "A")),
-              QStringLiteral("/m/a.flac T A").split(u' '));
+    EXPECT_EQ(indexTexts(*makeTrack("/m/a.flac", "T", "", "A")), u"/m/a.flac T A"_s.split(u' '));
     EXPECT_TRUE(indexTexts(Track()).isEmpty());
 }
 
@@ -34,7 +33,7 @@ TEST(Index, ListsEachTrackOncePerTokenInTheOrderAdded) {
     index.add(a);
     index.add(std::make_shared<Track>());
     EXPECT_EQ(index.occurences.size(), 6);
-    EXPECT_EQ(index.occurences.value(QStringLiteral("love")), QList<TrackRef>({c, a}));
-    EXPECT_EQ(index.occurences.value(QStringLiteral("lovers")), QList<TrackRef>({c}));
-    EXPECT_EQ(index.occurences.value(QStringLiteral("songs")), QList<TrackRef>({a}));
+    EXPECT_EQ(index.occurences.value(u"love"_s), QList<TrackRef>({c, a}));
+    EXPECT_EQ(index.occurences.value(u"lovers"_s), QList<TrackRef>({c}));
+    EXPECT_EQ(index.occurences.value(u"songs"_s), QList<TrackRef>({a}));
 }

@@ -1,8 +1,8 @@
 #include "DB.h"
 
+#include "MediaFactory.h"
 #include "StorageTestSupport.h"
 
-#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
@@ -10,82 +10,18 @@
 
 using sonvale::DB;
 using sonvale::SQLiteDatabase;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-// The tables of the current schema as SQLite reports them: columns (name, type, not null,
-// default, primary key), foreign keys (column, table, column, on delete) and indexes (name,
-// unique, keys).
-const QStringList kFinalSchema = {
-    QStringLiteral("table chapters"),
-    QStringLiteral("  column id INTEGER 1 - 1"),
-    QStringLiteral("  column track_id INTEGER 1 - 0"),
-    QStringLiteral("  column index INTEGER 1 - 0"),
-    QStringLiteral("  column start REAL 1 - 0"),
-    QStringLiteral("  column end REAL 1 - 0"),
-    QStringLiteral("  column title varchar(255) 0 - 0"),
-    QStringLiteral("  foreign key track_id tracks id NO ACTION"),
-    QStringLiteral("  index ix_chapters_track 0 (track_id, index)"),
-    QStringLiteral("table folders"),
-    QStringLiteral("  column id INTEGER 1 - 1"),
-    QStringLiteral("  column path varchar(1024) 1 - 0"),
-    QStringLiteral("  column lastCompletedScan INTEGER 0 - 0"),
-    QStringLiteral("table lyrics"),
-    QStringLiteral("  column track_id INTEGER 1 - 1"),
-    QStringLiteral("  column text TEXT 1 - 0"),
-    QStringLiteral("  foreign key track_id tracks id NO ACTION"),
-    QStringLiteral("table occurences"),
-    QStringLiteral("  column token_id INTEGER 1 - 0"),
-    QStringLiteral("  column track_id INTEGER 1 - 0"),
-    QStringLiteral("  foreign key track_id tracks id CASCADE"),
-    QStringLiteral("  foreign key token_id tokens id CASCADE"),
-    QStringLiteral("  index ix_occurences_token 0 (token_id)"),
-    QStringLiteral("  index ix_occurences_track 0 (track_id)"),
-    QStringLiteral("table playlist"),
-    QStringLiteral("  column id INTEGER 1 - 1"),
-    QStringLiteral("  column track_id INTEGER 1 - 0"),
-    QStringLiteral("  column order INTEGER 1 - 0"),
-    QStringLiteral("  foreign key track_id tracks id NO ACTION"),
-    QStringLiteral("  index ix_playlist_order 1 (order)"),
-    QStringLiteral("  index ix_playlist_track 0 (track_id)"),
-    QStringLiteral("table sqlite_sequence"),
-    QStringLiteral("  column name  0 - 0"),
-    QStringLiteral("  column seq  0 - 0"),
-    QStringLiteral("table tokens"),
-    QStringLiteral("  column id INTEGER 1 - 1"),
-    QStringLiteral("  column token varchar(1024) 1 - 0"),
-    QStringLiteral("  index ix_tokens_token 1 (token)"),
-    QStringLiteral("table tracks"),
-    QStringLiteral("  column id INTEGER 1 - 1"),
-    QStringLiteral("  column path varchar(1500) 1 - 0"),
-    QStringLiteral("  column size INTEGER 1 - 0"),
-    QStringLiteral("  column timestamp INTEGER 1 - 0"),
-    QStringLiteral("  column track INTEGER 0 - 0"),
-    QStringLiteral("  column title varchar(255) 0 - 0"),
-    QStringLiteral("  column artist varchar(255) 0 - 0"),
-    QStringLiteral("  column album varchar(255) 0 - 0"),
-    QStringLiteral("  column duration INTEGER 1 - 0"),
-    QStringLiteral("  column bitRate INTEGER 1 - 0"),
-    QStringLiteral("  column sampleRate INTEGER 1 0 0"),
-    QStringLiteral("  column channels INTEGER 1 0 0"),
-    QStringLiteral("  column status INTEGER 1 0 0"),
-    QStringLiteral("  column folder INTEGER 0 - 0"),
-    QStringLiteral("  column metaVersion INTEGER 1 0 0"),
-    QStringLiteral("  index ix_track_path 1 (path)"),
-};
-
-QString dbPath(const QTemporaryDir& dir) {
-    return dir.filePath(DB::fileName());
+// The schema a new file gets, which every climb must reach.
+QStringList finalSchema() {
+    QTemporaryDir dir;
+    { DB db(dir.path()); }
+    return schemaOf(dir.filePath(DB::fileName()));
 }
 
-qint64 userVersionOf(const QString& path) {
-    auto db = SQLiteDatabase::open(path);
-    return db ? db->userVersion() : -1;
-}
-
-QStringList entriesOf(const QTemporaryDir& dir) {
-    return QDir(dir.path()).entryList(QDir::Files, QDir::Name);
-}
+QString dbPath(const QTemporaryDir& dir) { return dbPathIn(dir.path()); }
 
 }  // namespace
 
@@ -94,29 +30,37 @@ TEST(Migrations, NewFileClimbsToTheFinalSchemaInOneTransaction) {
     LogCapture log;
     { DB db(dir.path()); }
 
-    EXPECT_EQ(schemaOf(dbPath(dir)), kFinalSchema);
+    // The constraints the storage code relies on.
+    const QStringList schema = schemaOf(dbPath(dir));
+    for (const char* line :
+         {"  index ix_track_path 1 (path)", "  index ix_tokens_token 1 (token)", "  index ix_playlist_order 1 (order)",
+          "  foreign key track_id tracks id CASCADE", "  foreign key token_id tokens id CASCADE",
+          "  foreign key track_id tracks id NO ACTION"}) {
+        EXPECT_TRUE(schema.contains(QLatin1String(line))) << line;
+    }
     EXPECT_EQ(userVersionOf(dbPath(dir)), 36);
-    QStringList expected = {QStringLiteral("DB schema: 0 / 36")};
-    for (int version = 1; version <= 36; ++version) expected.append(QStringLiteral("DB migrated to %1").arg(version));
+    QStringList expected = {u"DB schema: 0 / 36"_s};
+    for (int version = 1; version <= 36; ++version) expected.append(u"DB migrated to %1"_s.arg(version));
     EXPECT_EQ(log.lines(QtInfoMsg), expected);
     EXPECT_TRUE(log.lines(QtCriticalMsg).isEmpty());
     // The rename that step 9 already made fails inside SQLite without failing the climb.
-    EXPECT_TRUE(log.contains(QStringLiteral("DB Query: ALTER TABLE tracks RENAME COLUMN 'rate' to 'bitRate';")));
-    EXPECT_EQ(entriesOf(dir), QStringList({DB::fileName()}));
+    EXPECT_TRUE(log.contains(u"DB Query: ALTER TABLE tracks RENAME COLUMN 'rate' to 'bitRate';"_s));
+    EXPECT_EQ(filesIn(dir.path()), QStringList({DB::fileName()}));
 }
 
 TEST(Migrations, EveryOlderVersionClimbsToTheFinalSchemaAfterABackup) {
+    const QStringList target = finalSchema();
     for (int version = 1; version < DB::kSchemaVersion; ++version) {
         SCOPED_TRACE(version);
         QTemporaryDir dir;
         { DB db(dir.path(), version); }
         ASSERT_EQ(userVersionOf(dbPath(dir)), version);
-        const auto before = fileBytes(dbPath(dir));
+        const auto before = MediaFactory::readAll(dbPath(dir));
         ASSERT_TRUE(before);
         { DB db(dir.path()); }
         EXPECT_EQ(userVersionOf(dbPath(dir)), 36);
-        EXPECT_EQ(schemaOf(dbPath(dir)), kFinalSchema);
-        EXPECT_EQ(fileBytes(dbPath(dir) + QStringLiteral(".bak.%1").arg(version)), before);
+        EXPECT_EQ(schemaOf(dbPath(dir)), target);
+        EXPECT_EQ(MediaFactory::readAll(dbPath(dir) + u".bak.%1"_s.arg(version)), before);
     }
 }
 
@@ -140,7 +84,7 @@ TEST(Migrations, RowsKeepTheirValuesAndPlaylistIdsAndOrder) {
     ASSERT_TRUE(db);
     EXPECT_EQ(scalar(*db, QStringLiteral("SELECT group_concat(id || ':' || track_id || ':' || \"order\", ' ') AS v "
                                          "FROM (SELECT * FROM playlist ORDER BY id)")),
-              QStringLiteral("3:1:0 7:2:5 12:5:9 20:2:1"));
+              u"3:1:0 7:2:5 12:5:9 20:2:1"_s);
     EXPECT_EQ(scalar(*db, QStringLiteral("SELECT group_concat(id || ':' || path || ':' || bitRate || ':' || sampleRate "
                                          "|| ':' || channels || ':' || status || ':' || ifnull(folder, '-') || ':' "
                                          "|| metaVersion || ':' || ifnull(title, '-'), ' ') AS v "
@@ -151,23 +95,24 @@ TEST(Migrations, RowsKeepTheirValuesAndPlaylistIdsAndOrder) {
 
 TEST(Migrations, FailedClimbRollsEverythingBackAndKeepsTheFirstBackup) {
     QTemporaryDir dir;
+    const QStringList target = finalSchema();
     { DB db(dir.path(), 12); }
     {
         // A column that a later step adds makes that step fail.
         auto db = SQLiteDatabase::open(dbPath(dir));
-        ASSERT_TRUE(db && db->executeStatements(QStringLiteral("ALTER TABLE metadata ADD COLUMN metaVersion integer;")));
+        ASSERT_TRUE(db && db->executeStatements(u"ALTER TABLE metadata ADD COLUMN metaVersion integer;"_s));
     }
-    const auto original = fileBytes(dbPath(dir));
+    const auto original = MediaFactory::readAll(dbPath(dir));
     const QStringList originalSchema = schemaOf(dbPath(dir));
     ASSERT_TRUE(original);
-    const QString backup = dbPath(dir) + QStringLiteral(".bak.12");
+    const QString backup = dbPath(dir) + u".bak.12"_s;
     {
         LogCapture log;
         { DB db(dir.path()); }
-        EXPECT_EQ(log.lines(QtCriticalMsg), QStringList({QStringLiteral("DB error: duplicate column name: metaVersion"),
-                                                         QStringLiteral("DB migration to 33 failed, rolling back")}));
-        EXPECT_EQ(fileBytes(dbPath(dir)), original);
-        EXPECT_EQ(fileBytes(backup), original);
+        EXPECT_EQ(log.lines(QtCriticalMsg), QStringList({u"DB error: duplicate column name: metaVersion"_s,
+                                                         u"DB migration to 33 failed, rolling back"_s}));
+        EXPECT_EQ(MediaFactory::readAll(dbPath(dir)), original);
+        EXPECT_EQ(MediaFactory::readAll(backup), original);
     }
     {
         auto db = SQLiteDatabase::open(dbPath(dir));
@@ -177,19 +122,19 @@ TEST(Migrations, FailedClimbRollsEverythingBackAndKeepsTheFirstBackup) {
     { DB db(dir.path()); }
     EXPECT_EQ(userVersionOf(dbPath(dir)), 12);
     EXPECT_EQ(schemaOf(dbPath(dir)), originalSchema);
-    EXPECT_EQ(fileBytes(backup), original);
+    EXPECT_EQ(MediaFactory::readAll(backup), original);
 
     {
         auto db = SQLiteDatabase::open(dbPath(dir));
-        ASSERT_TRUE(db && db->executeStatements(QStringLiteral("ALTER TABLE metadata DROP COLUMN metaVersion;")));
+        ASSERT_TRUE(db && db->executeStatements(u"ALTER TABLE metadata DROP COLUMN metaVersion;"_s));
     }
     { DB db(dir.path()); }
     EXPECT_EQ(userVersionOf(dbPath(dir)), 36);
-    EXPECT_EQ(schemaOf(dbPath(dir)), kFinalSchema);
+    EXPECT_EQ(schemaOf(dbPath(dir)), target);
     auto db = SQLiteDatabase::open(dbPath(dir));
     ASSERT_TRUE(db);
-    EXPECT_EQ(scalar(*db, QStringLiteral("SELECT path AS v FROM tracks")), QStringLiteral("/m/new.flac"));
-    EXPECT_EQ(fileBytes(backup), original);
+    EXPECT_EQ(scalar(*db, u"SELECT path AS v FROM tracks"_s), u"/m/new.flac"_s);
+    EXPECT_EQ(MediaFactory::readAll(backup), original);
 }
 
 TEST(Migrations, CurrentAndNewerFilesAreLeftAlone) {
@@ -199,14 +144,14 @@ TEST(Migrations, CurrentAndNewerFilesAreLeftAlone) {
         { DB db(dir.path()); }
         {
             auto db = SQLiteDatabase::open(dbPath(dir));
-            ASSERT_TRUE(db && db->executeStatements(QStringLiteral("PRAGMA user_version = %1;").arg(version)));
+            ASSERT_TRUE(db && db->executeStatements(u"PRAGMA user_version = %1;"_s.arg(version)));
         }
-        const auto before = fileBytes(dbPath(dir));
+        const auto before = MediaFactory::readAll(dbPath(dir));
         LogCapture log;
         { DB db(dir.path()); }
-        EXPECT_EQ(log.lines(), QStringList({QStringLiteral("DB schema: %1 / 36").arg(quint32(version))}));
-        EXPECT_EQ(fileBytes(dbPath(dir)), before);
-        EXPECT_EQ(entriesOf(dir), QStringList({DB::fileName()}));
+        EXPECT_EQ(log.lines(), QStringList({u"DB schema: %1 / 36"_s.arg(quint32(version))}));
+        EXPECT_EQ(MediaFactory::readAll(dbPath(dir)), before);
+        EXPECT_EQ(filesIn(dir.path()), QStringList({DB::fileName()}));
     }
 }
 
@@ -216,10 +161,10 @@ TEST(Migrations, OldLogFileIsRemovedOnTheWayUp) {
         QFile file(dir.filePath(name));
         return file.open(QIODevice::WriteOnly) && file.write("line\n") == 5;
     };
-    ASSERT_TRUE(write(QStringLiteral("Log.txt")) && write(QStringLiteral("Other.txt")));
+    ASSERT_TRUE(write(u"Log.txt"_s) && write(u"Other.txt"_s));
     { DB db(dir.path(), 31); }
-    EXPECT_TRUE(QFile::exists(dir.filePath(QStringLiteral("Log.txt"))));
+    EXPECT_TRUE(QFile::exists(dir.filePath(u"Log.txt"_s)));
     { DB db(dir.path()); }
-    EXPECT_FALSE(QFile::exists(dir.filePath(QStringLiteral("Log.txt"))));
-    EXPECT_TRUE(QFile::exists(dir.filePath(QStringLiteral("Other.txt"))));
+    EXPECT_FALSE(QFile::exists(dir.filePath(u"Log.txt"_s)));
+    EXPECT_TRUE(QFile::exists(dir.filePath(u"Other.txt"_s)));
 }

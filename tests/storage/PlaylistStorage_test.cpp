@@ -9,6 +9,7 @@
 using sonvale::DB;
 using sonvale::Track;
 using sonvale::TrackRef;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -37,15 +38,14 @@ protected:
 
 TEST_F(PlaylistStorageTest, SavedOrderIsLoadedWithTheTrackRecords) {
     Track scanned = *tracks[1];
-    scanned.title = QStringLiteral("B");
+    scanned.title = u"B"_s;
     db.updateTrack(scanned);
     ASSERT_TRUE(db.savePlaylist({tracks[2], tracks[1], tracks[2], tracks[0]}));
     const QList<TrackRef> loaded = db.loadPlaylist();
     ASSERT_EQ(loaded.size(), 4);
     EXPECT_EQ(loaded[0]->pk, tracks[2]->pk);
-    EXPECT_EQ(loaded[1]->title, QStringLiteral("B"));
-    EXPECT_EQ(loadedPaths(), QStringList({QStringLiteral("/m/c.flac"), QStringLiteral("/m/b.flac"),
-                                          QStringLiteral("/m/c.flac"), QStringLiteral("/m/a.flac")}));
+    EXPECT_EQ(loaded[1]->title, u"B"_s);
+    EXPECT_EQ(loadedPaths(), QStringList({u"/m/c.flac"_s, u"/m/b.flac"_s, u"/m/c.flac"_s, u"/m/a.flac"_s}));
 
     ASSERT_TRUE(db.savePlaylist({}));
     EXPECT_TRUE(db.loadPlaylist().isEmpty());
@@ -53,25 +53,26 @@ TEST_F(PlaylistStorageTest, SavedOrderIsLoadedWithTheTrackRecords) {
 
 TEST_F(PlaylistStorageTest, FailedSaveKeepsTheOldPlaylist) {
     ASSERT_TRUE(db.savePlaylist({tracks[0], tracks[1]}));
-    auto unknown = std::make_shared<Track>(QStringLiteral("/m/unknown.flac"));
+    auto unknown = std::make_shared<Track>(u"/m/unknown.flac"_s);
     unknown->pk = 999;
     LogCapture log;
     EXPECT_FALSE(db.savePlaylist({tracks[2], tracks[1], unknown, tracks[0]}));
     EXPECT_TRUE(log.contains(QtCriticalMsg, QStringLiteral("Error saving playlist item (999, 2), path=/m/unknown.flac: "
                                                            "FOREIGN KEY constraint failed")));
-    EXPECT_EQ(loadedPaths(), QStringList({QStringLiteral("/m/a.flac"), QStringLiteral("/m/b.flac")}));
+    EXPECT_EQ(loadedPaths(), QStringList({u"/m/a.flac"_s, u"/m/b.flac"_s}));
 
     // A clear that fails as well.
     ASSERT_TRUE(exec(db, QStringLiteral("CREATE TRIGGER keep BEFORE DELETE ON playlist BEGIN "
                                         "SELECT RAISE(ABORT, 'kept'); END;")));
     EXPECT_FALSE(db.savePlaylist({tracks[2]}));
-    EXPECT_TRUE(log.contains(QtCriticalMsg, QStringLiteral("Failed to clear playlist before saving: kept")));
-    EXPECT_EQ(loadedPaths(), QStringList({QStringLiteral("/m/a.flac"), QStringLiteral("/m/b.flac")}));
+    EXPECT_TRUE(log.contains(QtCriticalMsg, u"Failed to clear playlist before saving: kept"_s));
+    EXPECT_EQ(loadedPaths(), QStringList({u"/m/a.flac"_s, u"/m/b.flac"_s}));
 }
 
 TEST_F(PlaylistStorageTest, EntriesWhoseTrackIsGoneAreLeftOut) {
     ASSERT_TRUE(db.savePlaylist({tracks[0], tracks[1], tracks[2]}));
-    ASSERT_TRUE(exec(db, QStringLiteral("PRAGMA foreign_keys = OFF; DELETE FROM tracks WHERE path = '/m/b.flac';"
-                                        "UPDATE tracks SET status = 7 WHERE path = '/m/c.flac'; PRAGMA foreign_keys = ON;")));
-    EXPECT_EQ(loadedPaths(), QStringList({QStringLiteral("/m/a.flac")}));
+    ASSERT_TRUE(
+        exec(db, QStringLiteral("PRAGMA foreign_keys = OFF; DELETE FROM tracks WHERE path = '/m/b.flac';"
+                                "UPDATE tracks SET status = 7 WHERE path = '/m/c.flac'; PRAGMA foreign_keys = ON;")));
+    EXPECT_EQ(loadedPaths(), QStringList({u"/m/a.flac"_s}));
 }

@@ -15,6 +15,7 @@
 using sonvale::SQLiteDatabase;
 using sonvale::SQLiteQueue;
 using sonvale::SQLValue;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -22,18 +23,18 @@ class SQLiteQueueTest : public testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(dir.isValid());
-        path = dir.filePath(QStringLiteral("test.sqlite"));
+        path = dir.filePath(u"test.sqlite"_s);
         queue = SQLiteQueue::open(path);
         ASSERT_TRUE(queue);
         queue->inDatabase([](SQLiteDatabase& db) {
             db.setShouldCacheStatements(true);
-            db.executeStatements(QStringLiteral("PRAGMA synchronous = 0; CREATE TABLE t(x);"));
+            db.executeStatements(u"PRAGMA synchronous = 0; CREATE TABLE t(x);"_s);
         });
     }
 
     std::optional<QString> count() {
         std::optional<QString> result;
-        queue->inDatabase([&](SQLiteDatabase& db) { result = scalar(db, QStringLiteral("SELECT count(*) AS v FROM t")); });
+        queue->inDatabase([&](SQLiteDatabase& db) { result = scalar(db, u"SELECT count(*) AS v FROM t"_s); });
         return result;
     }
 
@@ -47,35 +48,35 @@ protected:
 
 TEST_F(SQLiteQueueTest, TransactionsCommitOrRollBack) {
     queue->inTransaction([](SQLiteDatabase& db, bool&) {
-        run(db, QStringLiteral("INSERT INTO t VALUES (1)"));
-        run(db, QStringLiteral("INSERT INTO t VALUES (2)"));
+        run(db, u"INSERT INTO t VALUES (1)"_s);
+        run(db, u"INSERT INTO t VALUES (2)"_s);
     });
     queue->inTransaction([](SQLiteDatabase& db, bool& rollback) {
-        run(db, QStringLiteral("INSERT INTO t VALUES (3)"));
+        run(db, u"INSERT INTO t VALUES (3)"_s);
         rollback = true;
     });
-    EXPECT_EQ(count(), QStringLiteral("2"));
+    EXPECT_EQ(count(), u"2"_s);
     EXPECT_TRUE(log.lines().isEmpty()) << log.lines().join(QLatin1Char('\n')).toStdString();
 }
 
 TEST_F(SQLiteQueueTest, TransactionsShutOutOtherConnections) {
     auto other = SQLiteDatabase::open(path);
     ASSERT_TRUE(other);
-    ASSERT_TRUE(other->executeStatements(QStringLiteral("PRAGMA busy_timeout = 0;")));
+    ASSERT_TRUE(other->executeStatements(u"PRAGMA busy_timeout = 0;"_s));
     std::optional<QString> seenInside;
     queue->inTransaction([&](SQLiteDatabase& db, bool&) {
-        run(db, QStringLiteral("INSERT INTO t VALUES (1)"));
-        seenInside = scalar(*other, QStringLiteral("SELECT count(*) AS v FROM t"));
+        run(db, u"INSERT INTO t VALUES (1)"_s);
+        seenInside = scalar(*other, u"SELECT count(*) AS v FROM t"_s);
     });
     EXPECT_EQ(seenInside, std::nullopt);
-    EXPECT_TRUE(log.contains(QStringLiteral("DB Error: 5 \"database is locked\"")));
-    EXPECT_EQ(scalar(*other, QStringLiteral("SELECT count(*) AS v FROM t")), QStringLiteral("1"));
+    EXPECT_TRUE(log.contains(u"DB Error: 5 \"database is locked\""_s));
+    EXPECT_EQ(scalar(*other, u"SELECT count(*) AS v FROM t"_s), u"1"_s);
 }
 
 TEST_F(SQLiteQueueTest, ClosedConnectionIsReopenedOnNextUse) {
-    queue->inDatabase([](SQLiteDatabase& db) { run(db, QStringLiteral("INSERT INTO t VALUES (1)")); });
+    queue->inDatabase([](SQLiteDatabase& db) { run(db, u"INSERT INTO t VALUES (1)"_s); });
     queue->close();
-    EXPECT_EQ(count(), QStringLiteral("1"));
+    EXPECT_EQ(count(), u"1"_s);
     EXPECT_TRUE(log.lines().isEmpty());
 
     queue->close();
@@ -85,7 +86,7 @@ TEST_F(SQLiteQueueTest, ClosedConnectionIsReopenedOnNextUse) {
     queue->inDatabase([&](SQLiteDatabase&) { ran = true; });
     queue->inTransaction([&](SQLiteDatabase&, bool&) { ran = true; });
     EXPECT_FALSE(ran);
-    EXPECT_TRUE(log.contains(QStringLiteral("SQLiteQueue could not reopen database for path ") + path));
+    EXPECT_TRUE(log.contains(u"SQLiteQueue could not reopen database for path "_s + path));
 }
 
 TEST_F(SQLiteQueueTest, BlocksFromManyThreadsRunOneAtATime) {
@@ -104,15 +105,15 @@ TEST_F(SQLiteQueueTest, BlocksFromManyThreadsRunOneAtATime) {
                 if (round % 2 == 0) {
                     queue->inDatabase([&](SQLiteDatabase& db) {
                         enter();
-                        run(db, QStringLiteral("INSERT INTO t VALUES (?)"), {SQLValue::integer(value)});
+                        run(db, u"INSERT INTO t VALUES (?)"_s, {SQLValue::integer(value)});
                         --inside;
                     });
                 } else {
                     // Every third transaction is rolled back: its two rows must not appear.
                     queue->inTransaction([&](SQLiteDatabase& db, bool& rollback) {
                         enter();
-                        run(db, QStringLiteral("INSERT INTO t VALUES (?)"), {SQLValue::integer(value)});
-                        run(db, QStringLiteral("INSERT INTO t VALUES (?)"), {SQLValue::integer(-value)});
+                        run(db, u"INSERT INTO t VALUES (?)"_s, {SQLValue::integer(value)});
+                        run(db, u"INSERT INTO t VALUES (?)"_s, {SQLValue::integer(-value)});
                         rollback = round % 3 == 0;
                         --inside;
                     });

@@ -15,13 +15,14 @@ using sonvale::Folder;
 using sonvale::Index;
 using sonvale::Track;
 using sonvale::TrackRef;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 class SearchEngineTest : public testing::Test {
 protected:
     void SetUp() override {
-        Folder music{std::nullopt, QStringLiteral("/Music/"), std::nullopt};
+        Folder music{std::nullopt, u"/Music/"_s, std::nullopt};
         ASSERT_TRUE(db.addFolder(music));
         folder = *music.pk;
     }
@@ -39,14 +40,15 @@ protected:
 
     // `count` tracks /Music/NNNNN.flac with ids 1..count, in one statement.
     QList<TrackRef> addMany(int count) {
-        EXPECT_TRUE(exec(db, QStringLiteral("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < %1) "
-                                            "INSERT INTO tracks (id, path, size, timestamp, duration, bitRate, folder) "
-                                            "SELECT i, printf('/Music/%05d.flac', i), 0, 0, 0, 0, %2 FROM n;")
-                                 .arg(count)
-                                 .arg(folder)));
+        EXPECT_TRUE(
+            exec(db, QStringLiteral("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < %1) "
+                                    "INSERT INTO tracks (id, path, size, timestamp, duration, bitRate, folder) "
+                                    "SELECT i, printf('/Music/%05d.flac', i), 0, 0, 0, 0, %2 FROM n;")
+                         .arg(count)
+                         .arg(folder)));
         QList<TrackRef> tracks;
         for (int i = 1; i <= count; ++i) {
-            auto track = std::make_shared<Track>(QStringLiteral("/Music/%1.flac").arg(i, 5, 10, QLatin1Char('0')));
+            auto track = std::make_shared<Track>(u"/Music/%1.flac"_s.arg(i, 5, 10, QLatin1Char('0')));
             track->pk = i;
             tracks.append(track);
         }
@@ -63,46 +65,43 @@ protected:
 TEST_F(SearchEngineTest, EveryWordMustBeginATokenOfTheTrack) {
     Index index;
     for (const TrackRef& track :
-         {add(QStringLiteral("/Music/Kutriob/D\u00e9but/01 Human Behaviour.flac"), QStringLiteral("Human Behaviour"),
-              QStringLiteral("Kutriob")),
-          add(QStringLiteral("/Music/Other/02 Humanity.flac"), QStringLiteral("Humanity")),
-          add(QStringLiteral("/Music/Other/03 Don't Behave.flac"), QStringLiteral("Don't Behave")),
-          add(QStringLiteral("/Elsewhere/04 Human Behaviour.flac"), QStringLiteral("Human Behaviour"))}) {
+         {add(u"/Music/Kutriob/D\u00e9but/01 Human Behaviour.flac"_s, u"Human Behaviour"_s, u"Kutriob"_s),
+          add(u"/Music/Other/02 Humanity.flac"_s, u"Humanity"_s),
+          add(u"/Music/Other/03 Don't Behave.flac"_s, u"Don't Behave"_s),
+          add(u"/Elsewhere/04 Human Behaviour.flac"_s, u"Human Behaviour"_s)}) {
         index.add(track);
     }
     db.saveIndex(index);
-    const QString human = QStringLiteral("/Music/Kutriob/D\u00e9but/01 Human Behaviour.flac");
+    const QString human = u"/Music/Kutriob/D\u00e9but/01 Human Behaviour.flac"_s;
 
-    EXPECT_EQ(db.search(QStringLiteral("beh hum")), QStringList{human});
-    EXPECT_EQ(db.search(QStringLiteral("HUM")), QStringList({human, QStringLiteral("/Music/Other/02 Humanity.flac")}));
-    EXPECT_EQ(db.search(QStringLiteral("behave")), QStringList{QStringLiteral("/Music/Other/03 Don't Behave.flac")});
-    EXPECT_EQ(db.search(QStringLiteral("debut")), QStringList{human});
-    EXPECT_EQ(db.search(QStringLiteral("D\u00e9b hum hum")), QStringList{human});
-    EXPECT_EQ(db.search(QStringLiteral("dont")), QStringList{QStringLiteral("/Music/Other/03 Don't Behave.flac")});
-    EXPECT_TRUE(db.search(QStringLiteral("hum zebra")).isEmpty());
-    EXPECT_TRUE(db.search(QStringLiteral("umanity")).isEmpty());
-    EXPECT_TRUE(db.search(QString()).isEmpty());
-    EXPECT_TRUE(db.search(QStringLiteral(" - / ")).isEmpty());
+    EXPECT_EQ(db.search(u"beh hum"_s), QStringList{human});
+    EXPECT_EQ(db.search(u"HUM"_s), QStringList({human, u"/Music/Other/02 Humanity.flac"_s}));
+    EXPECT_EQ(db.search(u"debut"_s), QStringList{human});
+    EXPECT_EQ(db.search(u"D\u00e9b hum hum"_s), QStringList{human});
+    EXPECT_EQ(db.search(u"dont"_s), QStringList{u"/Music/Other/03 Don't Behave.flac"_s});
+    EXPECT_TRUE(db.search(u"hum zebra"_s).isEmpty());
+    EXPECT_TRUE(db.search(u"umanity"_s).isEmpty());
+    EXPECT_TRUE(db.search(u" - / "_s).isEmpty());
 
     // Indexing again without clearing doubles the rows, not the results.
     db.saveIndex(index);
-    EXPECT_EQ(db.search(QStringLiteral("beh hum")), QStringList{human});
+    EXPECT_EQ(db.search(u"beh hum"_s), QStringList{human});
 
     // Tracks of a removed folder are found no more, even with their rows written again.
     db.removeFolder(folder);
     db.saveIndex(index);
-    EXPECT_TRUE(db.search(QStringLiteral("hum")).isEmpty());
+    EXPECT_TRUE(db.search(u"hum"_s).isEmpty());
 }
 
 TEST_F(SearchEngineTest, ResultsStopAtTheFirstFiveThousandPaths) {
     const QList<TrackRef> tracks = addMany(5003);
     Index index;
-    index.occurences[QStringLiteral("common")] = tracks;
+    index.occurences[u"common"_s] = tracks;
     db.saveIndex(index);
-    const QStringList found = db.search(QStringLiteral("comm"));
+    const QStringList found = db.search(u"comm"_s);
     ASSERT_EQ(found.size(), 5000);
-    EXPECT_EQ(found.first(), QStringLiteral("/Music/00001.flac"));
-    EXPECT_EQ(found.last(), QStringLiteral("/Music/05000.flac"));
+    EXPECT_EQ(found.first(), u"/Music/00001.flac"_s);
+    EXPECT_EQ(found.last(), u"/Music/05000.flac"_s);
 }
 
 // One word takes only 5000 of the tokens it begins (SQLite's choice; here the first 5000 stored);
@@ -110,16 +109,16 @@ TEST_F(SearchEngineTest, ResultsStopAtTheFirstFiveThousandPaths) {
 TEST_F(SearchEngineTest, OnlyALoneWordCapsTheTokensItMatches) {
     const QList<TrackRef> tracks = addMany(2);
     Index index;
-    for (int i = 0; i < 5000; ++i) index.occurences[QStringLiteral("w%1").arg(i, 4, 10, QLatin1Char('0'))] = {tracks[0]};
+    for (int i = 0; i < 5000; ++i) index.occurences[u"w%1"_s.arg(i, 4, 10, QLatin1Char('0'))] = {tracks[0]};
     db.saveIndex(index);
     index.occurences.clear();
-    index.occurences[QStringLiteral("w5000")] = {tracks[1]};
-    index.occurences[QStringLiteral("x")] = tracks;
+    index.occurences[u"w5000"_s] = {tracks[1]};
+    index.occurences[u"x"_s] = tracks;
     db.saveIndex(index);
 
-    EXPECT_EQ(db.search(QStringLiteral("w")), QStringList{tracks[0]->path});
-    EXPECT_EQ(db.search(QStringLiteral("w5")), QStringList{tracks[1]->path});
-    EXPECT_EQ(db.search(QStringLiteral("w x")), QStringList({tracks[0]->path, tracks[1]->path}));
+    EXPECT_EQ(db.search(u"w"_s), QStringList{tracks[0]->path});
+    EXPECT_EQ(db.search(u"w5"_s), QStringList{tracks[1]->path});
+    EXPECT_EQ(db.search(u"w x"_s), QStringList({tracks[0]->path, tracks[1]->path}));
 }
 
 // One thread searches while a second writes the index batch by batch and a third saves the
@@ -133,8 +132,8 @@ TEST_F(SearchEngineTest, SearchesIndexWritesAndPlaylistSavesInterleaveWithoutLos
     auto indexer = std::async(std::launch::async, [&] {
         for (int b = 0; b < kBatches; ++b) {
             Index index;
-            index.occurences[QStringLiteral("song")] = tracks.mid(b * kBatchSize, kBatchSize);
-            index.occurences[QStringLiteral("batch%1").arg(b)] = tracks.mid(b * kBatchSize, kBatchSize);
+            index.occurences[u"song"_s] = tracks.mid(b * kBatchSize, kBatchSize);
+            index.occurences[u"batch%1"_s.arg(b)] = tracks.mid(b * kBatchSize, kBatchSize);
             db.saveIndex(index);
         }
         indexed = true;
@@ -146,15 +145,13 @@ TEST_F(SearchEngineTest, SearchesIndexWritesAndPlaylistSavesInterleaveWithoutLos
     });
     auto searcher = std::async(std::launch::async, [&] {
         QList<qsizetype> seen;
-        do {
-            seen.append(db.search(QStringLiteral("so")).size());
-        } while (!indexed);
+        do { seen.append(db.search(u"so"_s).size()); } while (!indexed);
         return seen;
     });
 
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
-    for (std::future_status status : {indexer.wait_until(deadline), saver.wait_until(deadline),
-                                      searcher.wait_until(deadline)}) {
+    for (std::future_status status :
+         {indexer.wait_until(deadline), saver.wait_until(deadline), searcher.wait_until(deadline)}) {
         if (status != std::future_status::ready) {
             ADD_FAILURE() << "the database operations deadlocked";
             std::abort();
@@ -164,13 +161,11 @@ TEST_F(SearchEngineTest, SearchesIndexWritesAndPlaylistSavesInterleaveWithoutLos
     const QList<qsizetype> seen = searcher.get();
     for (qsizetype i = 0; i < seen.size(); ++i) {
         EXPECT_EQ(seen[i] % kBatchSize, 0) << i;
-        if (i > 0) {
-            EXPECT_GE(seen[i], seen[i - 1]) << i;
-        }
+        if (i > 0) { EXPECT_GE(seen[i], seen[i - 1]) << i; }
     }
-    EXPECT_EQ(db.search(QStringLiteral("song")).size(), kBatches * kBatchSize);
-    EXPECT_EQ(db.search(QStringLiteral("batch1")).size(), 11 * kBatchSize);
-    EXPECT_EQ(columnOf(db, QStringLiteral("SELECT count(*) AS v FROM occurences")),
+    EXPECT_EQ(db.search(u"song"_s).size(), kBatches * kBatchSize);
+    EXPECT_EQ(db.search(u"batch1"_s).size(), 11 * kBatchSize);
+    EXPECT_EQ(columnOf(db, u"SELECT count(*) AS v FROM occurences"_s),
               QStringList{QString::number(2 * kBatches * kBatchSize)});
     QList<qint64> playlist;
     for (const TrackRef& track : db.loadPlaylist()) playlist.append(track->pk);

@@ -27,9 +27,9 @@ TEST(AudioFileType, ClassifiesByLeadingMagic) {
     EXPECT_EQ(detect(media, "RIFF\0\0\0\0WAVE"), (DetectedType{AudioFileType::riff, 0}));
     EXPECT_EQ(detect(media, "FORM\0\0\0\0AIFF"), (DetectedType{AudioFileType::aiff, 0}));
     EXPECT_EQ(detect(media, QByteArray("\0\0\0\x20" "ftypM4A ", 12)), (DetectedType{AudioFileType::mp4, 0}));
-    EXPECT_EQ(detect(media, "flac"), (DetectedType{AudioFileType::unknown, 0}));
-    EXPECT_EQ(detect(media, "fLa"), (DetectedType{AudioFileType::unknown, 0}));
-    EXPECT_EQ(detect(media, QByteArray("\xff\xfb\x90\x00", 4)), (DetectedType{AudioFileType::unknown, 0}));
+    for (const QByteArray& unknown : {QByteArray("flac"), QByteArray("fLa"), QByteArray("\xff\xfb\x90\x00", 4)}) {
+        EXPECT_EQ(detect(media, unknown), (DetectedType{AudioFileType::unknown, 0}));
+    }
 }
 
 TEST(AudioFileType, SkipsAnID3TagInFrontOfAnotherContainer) {
@@ -41,9 +41,9 @@ TEST(AudioFileType, SkipsAnID3TagInFrontOfAnotherContainer) {
 
 TEST(AudioFileType, TreatsABrokenOrShortID3TagAsMPEG) {
     MediaFactory media;
-    EXPECT_EQ(detect(media, "ID3\x04"), (DetectedType{AudioFileType::id3, 0}));
-    EXPECT_EQ(detect(media, QByteArray("ID3\x04\0\0\x80\0\0\0fLaC", 14)), (DetectedType{AudioFileType::id3, 0}));
-    EXPECT_EQ(detect(media, QByteArray("ID3\xff\0\0\0\0\0\0fLaC", 14)), (DetectedType{AudioFileType::id3, 0}));
-    EXPECT_EQ(detect(media, paddingTag(20) + "fLa"), (DetectedType{AudioFileType::id3, 0}));
-    EXPECT_EQ(detect(media, paddingTag(200).left(50)), (DetectedType{AudioFileType::id3, 0}));
+    for (const QByteArray& bytes : {QByteArray("ID3\x04"), QByteArray("ID3\x04\0\0\x80\0\0\0fLaC", 14),
+                                    QByteArray("ID3\xff\0\0\0\0\0\0fLaC", 14), paddingTag(20) + "fLa",
+                                    paddingTag(200).left(50)}) {
+        EXPECT_EQ(detect(media, bytes), (DetectedType{AudioFileType::id3, 0}));
+    }
 }

@@ -3,8 +3,6 @@
 #include "MediaFactory.h"
 #include "TestBytes.h"
 
-#include <QDirIterator>
-#include <QtEndian>
 
 #include <gtest/gtest.h>
 
@@ -61,37 +59,24 @@ std::optional<QByteArray> picture(const QString& path) {
 // A three-second AAC file with two chapters, as ffmpeg's iPod muxer writes it: a Nero list and
 // a chapter text track.
 QString chapteredFile(MediaFactory& media) {
-    const QString chapters = media.write(QStringLiteral("chapters.txt"),
-                                         ";FFMETADATA1\n"
-                                         "[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=1000\ntitle=Intro\n"
-                                         "[CHAPTER]\nTIMEBASE=1/1000\nSTART=1000\nEND=3000\ntitle=Middle\n");
-    return media.ffmpeg(QStringLiteral("chapters.m4a"),
-                        {QStringLiteral("-i"), chapters, QStringLiteral("-map"), QStringLiteral("0"),
-                         QStringLiteral("-map_chapters"), QStringLiteral("1"), QStringLiteral("-c:a"),
-                         QStringLiteral("aac")},
-                        3.0);
+    const QString chapters = media.write("chapters.txt", ";FFMETADATA1\n"
+                                                         "[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=1000\ntitle=Intro\n"
+                                                         "[CHAPTER]\nTIMEBASE=1/1000\nSTART=1000\nEND=3000\ntitle=Middle\n");
+    return media.ffmpeg("chapters.m4a", {"-i", chapters, "-map", "0", "-map_chapters", "1", "-c:a", "aac"}, 3.0);
 }
 
 }  // namespace
 
 TEST(MP4Reader, ReadsTagsAndPropertiesOfAnAacFile) {
     MediaFactory media;
-    const QString path = media.ffmpeg(
-        QStringLiteral("tags.m4a"),
-        {QStringLiteral("-c:a"), QStringLiteral("aac"), QStringLiteral("-b:a"), QStringLiteral("96k"),
-         QStringLiteral("-metadata"), QStringLiteral("title= Song "), QStringLiteral("-metadata"),
-         QStringLiteral("artist=Ann"), QStringLiteral("-metadata"), QStringLiteral("album=Album"),
-         QStringLiteral("-metadata"), QStringLiteral("track=03/12"), QStringLiteral("-metadata"),
-         QStringLiteral("genre=Jazz"), QStringLiteral("-metadata"), QStringLiteral("lyrics=la la")},
-        2.0, 48000, 1);
+    const QString path = media.ffmpeg("tags.m4a",
+                                      {"-c:a", "aac", "-b:a", "96k", "-metadata", "title= Song ", "-metadata",
+                                       "artist=Ann", "-metadata", "album=Album", "-metadata", "track=03/12",
+                                       "-metadata", "genre=Jazz", "-metadata", "lyrics=la la"},
+                                      2.0, 48000, 1);
     const auto result = info(path);
     ASSERT_TRUE(result);
-    EXPECT_EQ(result->tags.title, QStringLiteral("Song"));
-    EXPECT_EQ(result->tags.artists, QList<QString>{QStringLiteral("Ann")});
-    EXPECT_EQ(result->tags.album, QStringLiteral("Album"));
-    EXPECT_EQ(result->tags.trackNumber, QStringLiteral("3"));
-    EXPECT_EQ(result->tags.genre, QStringLiteral("Jazz"));
-    EXPECT_EQ(result->tags.lyrics, QStringLiteral("la la"));
+    EXPECT_EQ(result->tags, (AudioTags{"Song", {"Ann"}, "Album", "3", "Jazz", "la la"}));
     EXPECT_NEAR(result->properties.duration, 2.0, 0.05);
     EXPECT_EQ(result->properties.sampleRate, 48000);
     EXPECT_EQ(result->properties.channels, 1);
@@ -104,8 +89,7 @@ TEST(MP4Reader, ReadsTagsAndPropertiesOfAnAacFile) {
 TEST(MP4Reader, TakesAlacAndPcmValuesFromTheCodecConfigurationOrTheSampleSizes) {
     MediaFactory media;
     // At 96 kHz the sample entry's 16.16 rate overflows; the ALAC cookie has the real one.
-    const auto alac = info(media.ffmpeg(QStringLiteral("alac.m4a"), {QStringLiteral("-c:a"), QStringLiteral("alac")},
-                                        1.0, 96000, 2));
+    const auto alac = info(media.ffmpeg("alac.m4a", {"-c:a", "alac"}, 1.0, 96000, 2));
     ASSERT_TRUE(alac);
     EXPECT_EQ(alac->properties.sampleRate, 96000);
     EXPECT_EQ(alac->properties.channels, 2);
@@ -114,8 +98,7 @@ TEST(MP4Reader, TakesAlacAndPcmValuesFromTheCodecConfigurationOrTheSampleSizes) 
 
     // Nothing declares a bit rate for PCM: it comes from the sample sizes (16-bit mono), or
     // without a sample size table from the media data atoms.
-    const QString pcmPath = media.ffmpeg(QStringLiteral("pcm.mov"),
-                                         {QStringLiteral("-c:a"), QStringLiteral("pcm_s16be")}, 1.0, 44100, 1);
+    const QString pcmPath = media.ffmpeg("pcm.mov", {"-c:a", "pcm_s16be"}, 1.0, 44100, 1);
     const auto pcm = info(pcmPath);
     ASSERT_TRUE(pcm);
     EXPECT_EQ(pcm->properties.sampleRate, 44100);
@@ -130,12 +113,9 @@ TEST(MP4Reader, TakesAlacAndPcmValuesFromTheCodecConfigurationOrTheSampleSizes) 
 
 TEST(MP4Reader, ReturnsTheAttachedCover) {
     MediaFactory media;
-    const QString jpeg = media.jpeg(QStringLiteral("cover.jpg"));
-    const QString path = media.ffmpeg(
-        QStringLiteral("cover.m4a"),
-        {QStringLiteral("-i"), jpeg, QStringLiteral("-map"), QStringLiteral("0"), QStringLiteral("-map"),
-         QStringLiteral("1"), QStringLiteral("-c:a"), QStringLiteral("aac"), QStringLiteral("-c:v"),
-         QStringLiteral("copy"), QStringLiteral("-disposition:v"), QStringLiteral("attached_pic")});
+    const QString jpeg = media.jpeg("cover.jpg");
+    const QString path = media.ffmpeg("cover.m4a", {"-i", jpeg, "-map", "0", "-map", "1", "-c:a", "aac", "-c:v",
+                                                    "copy", "-disposition:v", "attached_pic"});
     const auto result = info(path);
     ASSERT_TRUE(result);
     EXPECT_TRUE(result->hasArtwork);
@@ -152,8 +132,7 @@ TEST(MP4Reader, PrefersTheChapterTrackOverTheNeroList) {
     bytes.replace(bytes.indexOf("Middle", chpl), 6, "Nero-2");
     const auto fromTrack = info(media, bytes);
     ASSERT_TRUE(fromTrack);
-    const QList<Chapter> expected = {{0, 1, QStringLiteral("Intro")}, {1, 3, QStringLiteral("Middle")}};
-    EXPECT_EQ(fromTrack->chapters, expected);
+    EXPECT_EQ(fromTrack->chapters, (QList<Chapter>{{0, 1, "Intro"}, {1, 3, "Middle"}}));
 
     // With the text track's only chunk moved outside the file, the Nero list is used, and
     // its last chapter ends with the file.
@@ -162,8 +141,8 @@ TEST(MP4Reader, PrefersTheChapterTrackOverTheNeroList) {
     const auto fromNero = info(media, bytes);
     ASSERT_TRUE(fromNero);
     ASSERT_EQ(fromNero->chapters.size(), 2);
-    EXPECT_EQ(fromNero->chapters[0], (Chapter{0, 1, QStringLiteral("Nero1")}));
-    EXPECT_EQ(fromNero->chapters[1].title, QStringLiteral("Nero-2"));
+    EXPECT_EQ(fromNero->chapters[0], (Chapter{0, 1, "Nero1"}));
+    EXPECT_EQ(fromNero->chapters[1].title, "Nero-2");
     EXPECT_DOUBLE_EQ(fromNero->chapters[1].end, fromNero->properties.duration);
 }
 
@@ -173,24 +152,24 @@ TEST(MP4Reader, CollectsEveryArtistAndPrefersATextGenreOverANumericOne) {
                                text("\251ART", "C");
     const auto both = info(media, taggedFile(artists + atom("gnre", data(0, be(22, 2))) + text("\251gen", "Jazz")));
     ASSERT_TRUE(both);
-    EXPECT_EQ(both->tags.artists, (QList<QString>{QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C")}));
-    EXPECT_EQ(both->tags.genre, QStringLiteral("Jazz"));
+    EXPECT_EQ(both->tags.artists, (QStringList{"A", "B", "C"}));
+    EXPECT_EQ(both->tags.genre, "Jazz");
 
     // An empty text genre gives way to the ID3v1 number (plus one); 0 and 193 name nothing.
-    EXPECT_EQ(info(media, taggedFile(text("\251gen", " ") + atom("gnre", data(0, be(22, 2)))))->tags.genre,
-              QStringLiteral("Ska"));
-    EXPECT_EQ(info(media, taggedFile(atom("gnre", data(0, be(192, 2)))))->tags.genre, QStringLiteral("Psybient"));
-    EXPECT_FALSE(info(media, taggedFile(atom("gnre", data(0, be(0, 2)))))->tags.genre);
-    EXPECT_FALSE(info(media, taggedFile(atom("gnre", data(0, be(193, 2)))))->tags.genre);
+    auto genre = [&](const QByteArray& items) { return info(media, taggedFile(items)).value_or(AudioInfo{}).tags.genre; };
+    EXPECT_EQ(genre(text("\251gen", " ") + atom("gnre", data(0, be(22, 2)))), "Ska");
+    EXPECT_EQ(genre(atom("gnre", data(0, be(192, 2)))), "Psybient");
+    EXPECT_FALSE(genre(atom("gnre", data(0, be(0, 2)))));
+    EXPECT_FALSE(genre(atom("gnre", data(0, be(193, 2)))));
 }
 
 TEST(MP4Reader, ReadsBinaryAndTextTrackNumbers) {
     MediaFactory media;
     auto track = [&](const QByteArray& item) { return info(media, taggedFile(item))->tags.trackNumber; };
-    EXPECT_EQ(track(atom("trkn", data(0, be(0, 2) + be(7, 2) + be(12, 2) + be(0, 2)))), QStringLiteral("7"));
+    EXPECT_EQ(track(atom("trkn", data(0, be(0, 2) + be(7, 2) + be(12, 2) + be(0, 2)))), "7");
     EXPECT_FALSE(track(atom("trkn", data(0, be(0, 2) + be(0, 2) + be(12, 2) + be(0, 2)))));
     EXPECT_FALSE(track(atom("trkn", data(0, be(0, 2)))));
-    EXPECT_EQ(track(text("trkn", "05/9")), QStringLiteral("5"));
+    EXPECT_EQ(track(text("trkn", "05/9")), "5");
 }
 
 TEST(MP4Reader, FollowsLargeSizesSizeZeroAndQuickTimeMeta) {
@@ -201,12 +180,12 @@ TEST(MP4Reader, FollowsLargeSizesSizeZeroAndQuickTimeMeta) {
     const QByteArray moov = atom64("moov", mvhd1 + atom64("udta", meta(text("\251nam", "Wide"), false)));
     const auto wide = info(media, kFtyp + moov + be(0, 4) + "mdat" + QByteArray(100, 'x'));
     ASSERT_TRUE(wide);
-    EXPECT_EQ(wide->tags.title, QStringLiteral("Wide"));
+    EXPECT_EQ(wide->tags.title, "Wide");
     EXPECT_DOUBLE_EQ(wide->properties.duration, 2.5);
 
     // A udta of size 0 as the last child of moov.
     const QByteArray open = atom("moov", mvhd(1000, 10000) + be(0, 4) + "udta" + meta(text("\251alb", "Open")));
-    EXPECT_EQ(info(media, kFtyp + open)->tags.album, QStringLiteral("Open"));
+    EXPECT_EQ(info(media, kFtyp + open)->tags.album, "Open");
 }
 
 TEST(MP4Reader, KeepsWhatPrecedesAMalformedAtom) {
@@ -218,12 +197,12 @@ TEST(MP4Reader, KeepsWhatPrecedesAMalformedAtom) {
     for (const QByteArray& bad : {be(4, 4) + "free", be(4000, 4) + "free", be(1, 4) + "free" + be(8, 8)}) {
         const auto result = info(media, taggedFile(title + bad + album));
         ASSERT_TRUE(result);
-        EXPECT_EQ(result->tags.title, QStringLiteral("Kept"));
+        EXPECT_EQ(result->tags.title, "Kept");
         EXPECT_FALSE(result->tags.album);
     }
     // Short data atoms and undecodable text are skipped for the next value.
     const QByteArray messy = atom("\251nam", atom("data", be(1, 4)) + data(1, "\xFF\xFE") + data(1, "Third"));
-    EXPECT_EQ(info(media, taggedFile(messy))->tags.title, QStringLiteral("Third"));
+    EXPECT_EQ(info(media, taggedFile(messy))->tags.title, "Third");
 }
 
 TEST(MP4Reader, FailsWithoutACompleteMovieAtom) {
@@ -232,7 +211,7 @@ TEST(MP4Reader, FailsWithoutACompleteMovieAtom) {
     EXPECT_FALSE(info(media, kFtyp + atom("mdat", QByteArray(64, 'x'))));
     EXPECT_FALSE(info(media, file.left(file.size() - 1)));
     EXPECT_FALSE(info(media, kFtyp + be(8, 4) + "moov"));
-    const auto outside = FileBytes::open(media.write(QStringLiteral("outside.m4a"), file));
+    const auto outside = FileBytes::open(media.write("outside.m4a", file));
     ASSERT_TRUE(outside);
     EXPECT_FALSE(MP4Reader::readInfo(*outside, file.size()));
     EXPECT_FALSE(MP4Reader::readInfo(*outside, -1));
@@ -253,49 +232,4 @@ TEST(MP4Reader, MeasuresTheMediaDataWhenTheSampleSizesAreImpossible) {
     const auto result = info(media, kFtyp + atom("moov", mvhd(1000, 2000) + trak) + atom("mdat", QByteArray(1000, 'x')));
     ASSERT_TRUE(result);
     EXPECT_EQ(result->properties, (AudioProperties{2.0, 4000, 44100, 2}));
-}
-
-TEST(MP4Reader, ReadsThePeerCorpusSafely) {
-    const auto corpus = MediaFactory::peerCorpus();
-    if (!corpus) GTEST_SKIP() << "peer corpus not present";
-    QDirIterator it(*corpus, QDir::Files, QDirIterator::Subdirectories);
-    int files = 0;
-    while (it.hasNext()) {
-        const QString path = it.next();
-        (void)info(path);
-        (void)picture(path);
-        ++files;
-    }
-    EXPECT_GT(files, 0);
-
-    const QString mutagen = *corpus + QStringLiteral("/mutagen/");
-    const QString taglib = *corpus + QStringLiteral("/taglib/");
-    EXPECT_EQ(info(taglib + QStringLiteral("gnre.m4a"))->tags.genre, QStringLiteral("Ska"));
-    EXPECT_EQ(info(taglib + QStringLiteral("non-full-meta.m4a"))->tags.artists,
-              QList<QString>{QStringLiteral("Test Artist!!!!")});
-    EXPECT_EQ(info(mutagen + QStringLiteral("truncated-64bit.mp4"))->tags.artists,
-              QList<QString>{QStringLiteral("Foobarella")});
-    EXPECT_EQ(info(taglib + QStringLiteral("zero-length-mdat.m4a"))->tags.title, QStringLiteral("Sine wave 440Hz"));
-    // The PNG comes before the JPEG; an empty cover value is no artwork.
-    EXPECT_EQ(picture(taglib + QStringLiteral("has-tags.m4a"))->size(), 79);
-    EXPECT_EQ(picture(taglib + QStringLiteral("covr-junk.m4a"))->left(4), QByteArray("\x89PNG"));
-    const auto last = info(taglib + QStringLiteral("ilst-is-last.m4a"));
-    EXPECT_FALSE(last->hasArtwork);
-    EXPECT_EQ(last->tags.trackNumber, QStringLiteral("1"));
-
-    EXPECT_EQ(info(mutagen + QStringLiteral("alac.m4a"))->properties.bitRate, 2764);
-    EXPECT_EQ(info(taglib + QStringLiteral("flac96.m4a"))->properties.sampleRate, 96000);
-    const auto ac3 = info(taglib + QStringLiteral("ac3.m4a"));
-    EXPECT_EQ(ac3->properties.sampleRate, 48000);
-    EXPECT_EQ(ac3->properties.channels, 2);
-    EXPECT_NEAR(info(taglib + QStringLiteral("no-tags.3g2"))->properties.duration, 15.0, 0.01);
-
-    // 112 Nero chapters: the chapter track's samples lie in the stubbed-out media data.
-    const auto nero = info(mutagen + QStringLiteral("nero-chapters.m4b"));
-    ASSERT_TRUE(nero);
-    EXPECT_EQ(nero->chapters.size(), 112);
-    EXPECT_NEAR(nero->properties.duration, 169022.69, 0.01);
-    EXPECT_TRUE(nero->hasArtwork);
-    EXPECT_EQ(info(mutagen + QStringLiteral("ep7.m4b"))->chapters,
-              (QList<Chapter>{{0, 2, QStringLiteral("Chapter 1")}}));
 }

@@ -5,7 +5,7 @@
 #include "MediaFactory.h"
 #include "TestBytes.h"
 
-#include <QDir>
+#include <QDirIterator>
 #include <QProcess>
 
 #include <gtest/gtest.h>
@@ -26,10 +26,8 @@ struct Probe {
 // Duration and bit rate of the first audio stream as ffprobe reports them.
 std::optional<Probe> ffprobe(const QString& path) {
     QProcess process;
-    process.start(QStringLiteral("ffprobe"),
-                  {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"),
-                   QStringLiteral("a:0"), QStringLiteral("-show_entries"), QStringLiteral("stream=duration,bit_rate"),
-                   QStringLiteral("-of"), QStringLiteral("default=noprint_wrappers=1"), path});
+    process.start("ffprobe", {"-v", "error", "-select_streams", "a:0", "-show_entries", "stream=duration,bit_rate",
+                              "-of", "default=noprint_wrappers=1", path});
     if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
         return std::nullopt;
     }
@@ -95,12 +93,9 @@ TEST(MPEGStream, MatchesFfprobeAcrossVersionsLayersAndBitRateModes) {
         {"vbr-32k-mono.mp3", 32000, 1, 12, {"-c:a", lame, "-q:a", "6"}, true},
         {"vbr-22k-stereo.mp3", 22050, 2, 30, {"-c:a", lame, "-q:a", "4"}, true},
         {"cbr-16k-mono.mp3", 16000, 1, 30, {"-c:a", lame, "-b:a", "32k"}, true},
-        {"cbr-11k-stereo.mp3", 11025, 2, 30, {"-c:a", lame, "-b:a", "24k"}, true},
         {"vbr-8k-mono.mp3", 8000, 1, 40, {"-c:a", lame, "-q:a", "5"}, true},
         {"plain-44k.mp3", 44100, 2, 12, {"-c:a", lame, "-b:a", "160k", "-write_xing", "0"}, false},
-        {"plain-24k-mono.mp3", 24000, 1, 30, {"-c:a", lame, "-b:a", "48k", "-write_xing", "0"}, false},
         {"layer2-48k.mp2", 48000, 2, 12, {"-c:a", "mp2", "-b:a", "192k"}, false},
-        {"layer2-22k-mono.mp2", 22050, 1, 12, {"-c:a", "mp2", "-b:a", "64k"}, false},
     };
     MediaFactory media;
     for (const Case& c : cases) {
@@ -125,24 +120,16 @@ TEST(MPEGStream, MatchesFfprobeAcrossVersionsLayersAndBitRateModes) {
 TEST(MPEGStream, ReadsLayerIFramesAndRejectsReservedHeaderFields) {
     MediaFactory media;
     // MPEG 1 layer I, 384 kbit/s, 48 kHz, stereo: 384-byte frames of 384 samples.
-    const auto mpeg1 = readStream(media.write("l1.mp1", frames(0xFFFFC400, 384, 100)));
-    ASSERT_TRUE(mpeg1);
-    EXPECT_EQ(*mpeg1, (AudioProperties{0.8, 384000, 48000, 2}));
+    EXPECT_EQ(readStream(media.write("l1.mp1", frames(0xFFFFC400, 384, 100))),
+              (AudioProperties{0.8, 384000, 48000, 2}));
     // MPEG 2 layer I, 128 kbit/s, 24 kHz, mono: 256-byte frames.
-    const auto mpeg2 = readStream(media.write("l1lsf.mp1", frames(0xFFF784C0, 256, 100)));
-    ASSERT_TRUE(mpeg2);
-    EXPECT_EQ(*mpeg2, (AudioProperties{1.6, 128000, 24000, 1}));
+    EXPECT_EQ(readStream(media.write("l1lsf.mp1", frames(0xFFF784C0, 256, 100))),
+              (AudioProperties{1.6, 128000, 24000, 1}));
 
     // Each word is kLayer3Header with one field set to a value no stream may use.
-    const struct {
-        uint32_t header;
-        const char* field;
-    } reserved[] = {
-        {0xFFEB9064, "version 01"},     {0xFFF99064, "layer 00"},         {0xFFFBF064, "bit rate 15"},
-        {0xFFFB0064, "free format"},    {0xFFFB9C64, "sample rate 11"},
-    };
-    for (const auto& r : reserved) {
-        EXPECT_FALSE(readStream(media.write(QStringLiteral("bad.mp3"), frames(r.header, 417, 20)))) << r.field;
+    // Version 01, layer 00, bit rate 15, free format, sample rate 11.
+    for (const uint32_t header : {0xFFEB9064u, 0xFFF99064u, 0xFFFBF064u, 0xFFFB0064u, 0xFFFB9C64u}) {
+        EXPECT_FALSE(readStream(media.write("bad.mp3", frames(header, 417, 20)))) << std::hex << header;
     }
 }
 
@@ -269,17 +256,13 @@ TEST(MPEGStream, ReadsPeerFilesSafelyAndResyncsLikeFfprobe) {
     const auto peer = MediaFactory::peerCorpus();
     if (!peer) GTEST_SKIP() << "no peer corpus";
     int read = 0;
-    for (const QString& sub : {QStringLiteral("mutagen"), QStringLiteral("taglib")}) {
-        const QDir dir(*peer + QLatin1Char('/') + sub);
-        for (const QString& name : dir.entryList({QStringLiteral("*.mp3")}, QDir::Files)) {
-            const auto props = readStream(dir.filePath(name));
-            if (!props) continue;
-            ++read;
-            EXPECT_TRUE(props->channels == 1 || props->channels == 2) << qPrintable(name);
-            EXPECT_GE(props->sampleRate, 8000) << qPrintable(name);
-            EXPECT_TRUE(std::isfinite(props->duration) && props->duration > 0) << qPrintable(name);
-            EXPECT_GT(props->bitRate, 0) << qPrintable(name);
-        }
+    for (QDirIterator it(*peer, {QStringLiteral("*.mp3")}, QDir::Files, QDirIterator::Subdirectories); it.hasNext();) {
+        const QString name = it.next();
+        const auto props = readStream(name);
+        if (!props) continue;
+        ++read;
+        EXPECT_TRUE((props->channels == 1 || props->channels == 2) && props->sampleRate >= 8000) << qPrintable(name);
+        EXPECT_TRUE(std::isfinite(props->duration) && props->duration > 0 && props->bitRate > 0) << qPrintable(name);
     }
     EXPECT_GT(read, 30);
 

@@ -5,8 +5,6 @@
 #include "MediaFactory.h"
 #include "TestBytes.h"
 
-#include <QDir>
-
 #include <gtest/gtest.h>
 
 using namespace sonvale;
@@ -72,16 +70,17 @@ QByteArray extended(quint64 rate) {
 
 }  // namespace
 
-TEST(RIFFReader, ReadsUncompressedWAVEFromFFmpeg) {
+TEST(RIFFReader, ReadsUncompressedWAVEAndAIFFFromFFmpeg) {
     MediaFactory media;
-    // Three or more channels and 24 bits make ffmpeg write WAVE_FORMAT_EXTENSIBLE.
-    const struct { const char* codec; int bits, channels; } cases[] = {
-        {"pcm_u8", 8, 1},     {"pcm_s16le", 16, 2}, {"pcm_s24le", 24, 2}, {"pcm_s32le", 32, 2},
-        {"pcm_f32le", 32, 2}, {"pcm_f64le", 64, 1}, {"pcm_s24le", 24, 6}, {"pcm_s16le", 16, 3}};
+    // Six channels make ffmpeg write WAVE_FORMAT_EXTENSIBLE; float and G.711 make it write AIFC,
+    // where a-law declares 8-bit samples.
+    const struct { const char* codec; const char* format; int bits, channels; } cases[] = {
+        {"pcm_u8", "wav", 8, 1},     {"pcm_s16le", "wav", 16, 2}, {"pcm_f64le", "wav", 64, 1},
+        {"pcm_s24le", "wav", 24, 6}, {"pcm_s24be", "aiff", 24, 2}, {"pcm_f32be", "aiff", 32, 2},
+        {"pcm_alaw", "aiff", 8, 2}};
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.codec) + " x" + std::to_string(c.channels));
-        const QStringList codec = {u"-c:a"_s, QLatin1String(c.codec)};
-        const auto info = readInfo(media.ffmpeg(u"t.wav"_s, codec, 1.5, 22050, c.channels));
+        const auto info = readInfo(media.ffmpeg(u"t"_s, {"-c:a", c.codec, "-f", c.format}, 1.5, 22050, c.channels));
         ASSERT_TRUE(info);
         EXPECT_EQ(info->properties, (AudioProperties{1.5, qint64(c.bits) * c.channels * 22050, 22050, c.channels}));
         EXPECT_EQ(info->tags, AudioTags{});
@@ -178,20 +177,6 @@ TEST(RIFFReader, RejectsFilesWithoutUsableForm) {
     EXPECT_FALSE(readInfo(media.write(u"y"_s, wave(pcmFmt() + data)), 3));
 }
 
-TEST(RIFFReader, ReadsAIFFAndAIFCFromFFmpeg) {
-    MediaFactory media;
-    // ffmpeg writes AIFC for float and G.711; a-law and mu-law declare 8-bit samples.
-    const struct { const char* codec; int bits; } cases[] = {
-        {"pcm_s16be", 16}, {"pcm_s24be", 24}, {"pcm_f32be", 32}, {"pcm_alaw", 8}, {"pcm_mulaw", 8}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.codec);
-        const QStringList codec = {u"-c:a"_s, QLatin1String(c.codec), u"-f"_s, u"aiff"_s};
-        const auto info = readInfo(media.ffmpeg(u"t.aif"_s, codec, 2.0, 11025, 2));
-        ASSERT_TRUE(info);
-        EXPECT_EQ(info->properties, (AudioProperties{2.0, qint64(c.bits) * 2 * 11025, 11025, 2}));
-    }
-}
-
 TEST(RIFFReader, ReadsAIFFNameAndAuthorChunks) {
     MediaFactory media;
     const QByteArray comm = aiffChunk("COMM", be(1, 2) + be(22050, 4) + be(16, 2) + extended(44100));
@@ -202,17 +187,14 @@ TEST(RIFFReader, ReadsAIFFNameAndAuthorChunks) {
     EXPECT_EQ(info->properties, (AudioProperties{0.5, 705600, 44100, 1}));
     EXPECT_EQ(info->tags.title, u"Odd title"_s);
     EXPECT_EQ(info->tags.artists, QList<QString>{u"Authör"_s});
-
 }
 
 TEST(RIFFReader, DecodesExtendedSampleRates) {
     auto rate = [](const QByteArray& bytes) { return AIFFReader::sampleRate(ByteView(bytes)); };
-    EXPECT_EQ(rate(extended(44100)), 44100.0);
     EXPECT_EQ(rate(extended(1)), 1.0);
     EXPECT_EQ(rate(be(0x400D, 2) + be(0xADDD1745D1745D17, 8)), 0xADDD1745D1745D17 / double(1ULL << 49));
     EXPECT_FALSE(rate(be(0xC00E, 2) + be(0xAC44000000000000, 8)));  // negative
     EXPECT_FALSE(rate(be(0x7FFF, 2) + be(0x8000000000000000, 8)));  // infinity
-    EXPECT_FALSE(rate(be(0x0000, 2) + be(0x8000000000000000, 8)));  // tiny
     EXPECT_FALSE(rate(be(0x4017, 2) + be(0xFFFFFFFFFFFFFFFF, 8)));  // beyond 2^24
     EXPECT_FALSE(rate(be(0x400E, 2) + be(0, 8)));
 }
@@ -261,40 +243,4 @@ TEST(RIFFReader, ReadsID3ChunkAndCoverOfFFmpegAIFF) {
     EXPECT_EQ(info->tags.trackNumber, u"2"_s);
     EXPECT_TRUE(info->hasArtwork);
     EXPECT_EQ(readPicture(path), MediaFactory::readAll(cover));
-}
-
-TEST(RIFFReader, ReadsPeerCorpus) {
-    const auto corpus = MediaFactory::peerCorpus();
-    if (!corpus) GTEST_SKIP() << "no peer corpus";
-    const QStringList filters = args(u"*.wav *.aif *.aiff *.aifc"_s);
-    int seen = 0;
-    for (const QString& sub : {u"/taglib/"_s, u"/mutagen/"_s}) {
-        for (const QString& name : QDir(*corpus + sub).entryList(filters, QDir::Files)) {
-            (void)readInfo(*corpus + sub + name);
-            (void)readPicture(*corpus + sub + name);
-            ++seen;
-        }
-    }
-    EXPECT_GT(seen, 20);
-
-    auto info = [&](const char* name) { return readInfo(*corpus + u'/' + QLatin1String(name)).value_or(AudioInfo{}); };
-    EXPECT_EQ(info("mutagen/11k-1ch-2s-silence.aif").properties, (AudioProperties{2.0, 176400, 11025, 1}));
-    EXPECT_EQ(info("mutagen/8k-4ch-1s-silence.aif").properties.channels, 4);
-    EXPECT_EQ(info("taglib/rf64.wav").properties.sampleRate, 48000);
-    EXPECT_EQ(info("taglib/uint8we.wav").properties.bitRate, 8 * 2 * 8000);
-    EXPECT_EQ(info("taglib/noise_odd.aif").properties, info("taglib/noise.aif").properties);
-    EXPECT_EQ(info("taglib/alaw.aifc").tags.title, u"woodblock"_s);
-    EXPECT_EQ(info("taglib/alaw.aifc").tags.artists, QList<QString>{u"Prosonus"_s});
-    EXPECT_EQ(info("taglib/duplicate_tags.wav").tags.title, u"Title1"_s);
-}
-
-TEST(RIFFReader, ReadsFirstID3ChunkOfPeerCorpus) {
-    const auto corpus = MediaFactory::peerCorpus();
-    if (!corpus) GTEST_SKIP() << "no peer corpus";
-    auto info = [&](const char* name) { return readInfo(*corpus + u'/' + QLatin1String(name)).value_or(AudioInfo{}); };
-    EXPECT_EQ(info("taglib/duplicate_id3v2.aiff").tags.title, u"Title1"_s);
-    EXPECT_EQ(info("taglib/duplicate_id3v2.aiff").tags.artists, QList<QString>{u"Artist1"_s});
-    EXPECT_EQ(info("mutagen/with-id3.aif").tags.title, u"AIFF title"_s);
-    EXPECT_TRUE(info("mutagen/silence-2s-PCM-16000-08-ID3v23.wav").hasArtwork);
-    EXPECT_TRUE(readPicture(*corpus + u"/mutagen/silence-2s-PCM-16000-08-ID3v23.wav"_s));
 }
