@@ -24,8 +24,8 @@ class FileBytes {
 public:
     // Largest single read; a request beyond it fails instead of allocating.
     static constexpr qint64 kMaxRead = 64LL * 1024 * 1024;
-    static constexpr qint64 kHeadSize = 4096;
-    static constexpr qint64 kBlockSize = 8192;
+    static constexpr qint64 kHeadSize = 2048;
+    static constexpr qint64 kBlockSize = 4096;
 
     // Opens `path` (an absolute path) read-only. Nothing when it cannot be opened or
     // examined, or is empty.

@@ -16,7 +16,7 @@ namespace {
 // How far past `start` a first frame is looked for: encoders and taggers leave padding and
 // the odd junk there, but a stream that does not begin within 64 KiB is not worth a scan.
 constexpr qint64 kMaxSkip = 64 * 1024;
-constexpr qint64 kScanStep = 4096;
+constexpr qint64 kScanStep = 1024;
 constexpr int kMaxStackedTags = 4;
 // The VBRI header sits at a fixed place, 32 bytes behind the frame header.
 constexpr qint64 kVBRIOffset = MPEGFrameHeader::kSize + 32;
