@@ -4,6 +4,7 @@
 #include "FileBytes.h"
 #include "ID3Header.h"
 
+#include <algorithm>
 #include <optional>
 
 namespace sonvale {
@@ -23,20 +24,21 @@ std::optional<AudioFileType> classifyMagic(ByteView bytes) {
 }  // namespace
 
 DetectedType detectFileType(const FileBytes& file) {
-    const auto head = file.readUpTo(0, kMagicBytes);
+    QByteArray holder;
+    const auto head = file.view(0, std::min(file.size(), kMagicBytes), holder);
     if (!head || head->size() < 4) return {};
-    const ByteView bytes(*head);
+    const ByteView bytes = *head;
     if (const auto type = classifyMagic(bytes)) return {*type, 0};
     if (!bytes.startsWith("ID3")) return {};
 
     const DetectedType mpeg{AudioFileType::id3, 0};
-    const auto headerBytes = file.read(0, ID3Header::kSize);
-    const auto header = headerBytes ? ID3Header::parse(ByteView(*headerBytes)) : std::nullopt;
+    const auto header = ID3Header::parse(bytes);
     if (!header) return mpeg;
     const qint64 length = header->totalLength();
-    const auto behind = file.readUpTo(length, kMagicBytes);
+    if (length >= file.size()) return mpeg;
+    const auto behind = file.view(length, std::min(file.size() - length, kMagicBytes), holder);
     if (!behind || behind->size() < 4) return mpeg;
-    if (const auto type = classifyMagic(ByteView(*behind))) return {*type, length};
+    if (const auto type = classifyMagic(*behind)) return {*type, length};
     return mpeg;
 }
 

@@ -122,9 +122,9 @@ std::optional<ID3Frame> ID3FrameWalker::next() {
     return frame;
 }
 
-std::optional<QByteArray> ID3FrameWalker::content(const ID3Frame& frame, qint64 max) {
+std::optional<ByteView> ID3FrameWalker::contentView(const ID3Frame& frame, qint64 max, QByteArray& holder) {
     const qint64 stored = std::clamp<qint64>(max, 0, frame.size);
-    if (header_.major == 2) return body_.read(frame.dataPos, stored);
+    if (header_.major == 2) return body_.view(frame.dataPos, stored, holder);
 
     const uint8_t flags = frame.formatFlags;
     qint64 skip = 0;
@@ -137,13 +137,21 @@ std::optional<QByteArray> ID3FrameWalker::content(const ID3Frame& frame, qint64 
         skip = ((flags & kV4Grouped) ? 1 : 0) + ((flags & kV4DataLength) ? 4 : 0);
         unsynchronised = (flags & kV4Unsynchronised) || (header_.flags & ID3Header::kUnsynchronisation);
     }
-    auto bytes = body_.read(frame.dataPos, stored);
+    auto bytes = body_.view(frame.dataPos, stored, holder);
     if (!bytes) return std::nullopt;
     // In 2.4 the grouping byte and the data length belong to the unsynchronised data.
-    if (unsynchronised) *bytes = resynchronise(*bytes);
-    if (bytes->size() < skip) return std::nullopt;
-    bytes->remove(0, skip);
-    return bytes;
+    if (unsynchronised) {
+        holder = resynchronise(bytes->toByteArray());
+        bytes = ByteView(holder);
+    }
+    return bytes->from(skip);
+}
+
+std::optional<QByteArray> ID3FrameWalker::content(const ID3Frame& frame, qint64 max) {
+    QByteArray holder;
+    const auto bytes = contentView(frame, max, holder);
+    if (!bytes) return std::nullopt;
+    return bytes->toByteArray();
 }
 
 }  // namespace sonvale

@@ -58,6 +58,8 @@ public:
     // prefix when the frame is larger). Nothing for compressed or encrypted frames and for
     // data that cannot be read.
     std::optional<QByteArray> content(const ID3Frame& frame, qint64 max);
+    // The same without copying where it can; `holder` keeps the bytes alive.
+    std::optional<ByteView> contentView(const ID3Frame& frame, qint64 max, QByteArray& holder);
 
 private:
     qint64 headerSize() const { return header_.major == 2 ? 6 : 10; }

@@ -132,8 +132,9 @@ bool holdsPicture(ByteView head, const ID3Frame& frame, uint8_t major) {
 bool holdsPicture(ID3FrameWalker& walker, const ID3Frame& frame) {
     const uint8_t major = walker.header().major;
     for (const qint64 max : {kShortPictureHeaderBytes, kPictureHeaderBytes}) {
-        const auto head = walker.content(frame, max);
-        if (head && holdsPicture(ByteView(*head), frame, major)) return true;
+        QByteArray holder;
+        const auto head = walker.contentView(frame, max, holder);
+        if (head && holdsPicture(*head, frame, major)) return true;
         if (!head || frame.size <= max) break;
     }
     return false;
@@ -164,13 +165,14 @@ std::optional<ID3Tag> ID3Reader::readTag(const FileBytes& file, qint64 offset) {
             continue;
         }
         const bool chapterFrame = field == Field::Chapter || field == Field::Table;
-        const auto content = walker->content(*frame, chapterFrame ? kMaxChapterBytes : kMaxTextBytes);
+        QByteArray holder;
+        const auto content = walker->contentView(*frame, chapterFrame ? kMaxChapterBytes : kMaxTextBytes, holder);
         if (!content) continue;
-        const ByteView view(*content);
+        const ByteView view = *content;
         switch (field) {
         case Field::Lyrics: tag.tags.lyrics = lyricsText(view); break;
-        case Field::Chapter: chapters.addChapter(*content, walker->header()); break;
-        case Field::Table: chapters.addTable(*content); break;
+        case Field::Chapter: chapters.addChapter(view.toByteArray(), walker->header()); break;
+        case Field::Table: chapters.addTable(view.toByteArray()); break;
         default: applyText(field, ID3Text::frameValues(view), tag.tags); break;
         }
     }

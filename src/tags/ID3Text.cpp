@@ -49,6 +49,7 @@ bool isKnown(uint8_t encoding) { return encoding <= Utf8; }
 std::optional<QStringList> decode(uint8_t encoding, ByteView bytes) {
     if (!isKnown(encoding)) return std::nullopt;
     QStringList strings;
+    strings.reserve(2);
     bool bigEndian = encoding == Utf16BE;
     qint64 from = 0;
     while (from < bytes.size() && strings.size() < kMaxValues) {
@@ -77,6 +78,7 @@ std::optional<qint64> skipString(uint8_t encoding, ByteView bytes, qint64 from) 
 
 QStringList frameValues(ByteView content) {
     QStringList values;
+    values.reserve(2);
     const auto encoding = content.u8(0);
     if (!encoding) return values;
     const auto strings = decode(*encoding, *content.from(1));
