@@ -34,3 +34,5 @@ bool spinUntil(const std::function<bool()>& done, double seconds) {
     }
     return true;
 }
+
+void PrintTo(const QString& text, std::ostream* out) { *out << '"' << text.toStdString() << '"'; }
