@@ -3,6 +3,7 @@
 #include "AudioFiles.h"
 #include "LibraryTestSupport.h"
 #include "MediaFactory.h"
+#include "SearchOperation.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -14,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <mutex>
 
 using namespace sonvale;
 using namespace Qt::StringLiterals;
@@ -190,4 +192,48 @@ TEST_F(LibraryTest, LoadedFoldersAreNotScannedAndAMissingRootLosesItsTracks) {
     EXPECT_EQ(column(u"SELECT COUNT(*) AS v FROM tracks"_s), QStringList({u"0"_s}));
     EXPECT_EQ(recorder.calls.mid(recorder.calls.size() - 3),
               QStringList({u"queued"_s, u"changed 1"_s, u"finished 3"_s}));
+}
+
+namespace {
+
+class SearchResults : public SearchOperationDelegate {
+public:
+    void searchFinished(const QStringList& found) override {
+        std::lock_guard lock(mutex);
+        results = found;
+        delivered = true;
+    }
+    std::mutex mutex;
+    QStringList results;
+    std::atomic<bool> delivered{false};
+};
+
+}  // namespace
+
+// A rescan waiting on the index queue holds up neither the search queue nor the other
+// folders' tokens.
+TEST_F(LibraryTest, SearchesAreAnsweredWhileAScanIsUnderWay) {
+    const QString song = flac(u"S/tune.flac"_s, u"Melody"_s);
+    ASSERT_FALSE(song.isEmpty() || flac(u"T/other.flac"_s, u"Other"_s).isEmpty());
+    addFolder(media.path(u"S"_s));
+    const FolderRef other = addFolder(media.path(u"T"_s));
+    ASSERT_TRUE(waitForScans(2));
+
+    std::atomic<bool> release{false};
+    queues.index.addOperation([&](const Operation&) {
+        while (!release) QThread::usleep(1000);
+    });
+    library.scanFolder(other, supportedExtensions());
+    ASSERT_TRUE(spinUntil([&] { return other->state == Folder::State::indexing; }));
+    auto delegate = std::make_shared<SearchResults>();
+    queues.search.addOperation(std::make_shared<SearchOperation>(u"melo"_s, db, delegate));
+    ASSERT_TRUE(spinUntil([&] { return delegate->delivered.load(); }, 30));
+    EXPECT_EQ(other->state, Folder::State::indexing);
+    {
+        std::lock_guard lock(delegate->mutex);
+        EXPECT_EQ(delegate->results, QStringList({song}));
+    }
+    release = true;
+    ASSERT_TRUE(waitForScans(3));
+    EXPECT_EQ(db->search(u"other"_s).size(), 1);
 }
