@@ -1,0 +1,86 @@
+#pragma once
+
+#include "DB.h"
+#include "LibraryListener.h"
+#include "Queues.h"
+
+#include <QList>
+#include <QObject>
+#include <QStringList>
+
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+namespace sonvale {
+
+class Index;
+
+// The user's library folders and their scans. A scan walks the folder on the `scan` queue,
+// removes the records of files that are gone, then brings every file's record up to date and
+// rebuilds the folder's search tokens on the `index` queue. Scans of several folders run one
+// after another; a scan cannot be cancelled, and removing its folder does not stop it.
+//
+// Threads: make the library and call every member on the main thread (the QCoreApplication's),
+// whose event loop must run for the listeners to hear anything. A Folder's fields are written
+// only on the main thread: the queues hand their changes over together with the listener calls,
+// so what a listener reads is settled. Listeners are not owned and must outlive the library.
+// The database and the queues must outlive it too; destroying the library waits for the scans
+// it queued.
+class Library {
+public:
+    Library(std::shared_ptr<DB> db, Queues& queues);
+    ~Library();
+    Library(const Library&) = delete;
+    Library& operator=(const Library&) = delete;
+
+    // In storage order after loadFolders; added folders where addFolders put them.
+    const QList<FolderRef>& folders() const { return folders_; }
+
+    // Replaces the folder list with the stored one (state none, no progress); starts no scan.
+    void loadFolders();
+    // Inserts `folders` at `index` (clamped to the list), stores each one (which gives it its
+    // pk and claims the stored tracks under its root), queues a scan of each with the supported
+    // extensions, then tells the listeners.
+    void addFolders(const QList<FolderRef>& folders, qsizetype index);
+    // Removes the first folder with the same root, and its stored row (its tracks stay without
+    // a folder and leave the search index), then tells the listeners. Nothing happens when no
+    // folder has that root.
+    void removeFolder(const FolderRef& folder);
+    // Queues a scan of `folder` taking files with `extensions`. Its state becomes scanning at
+    // once (folderChanged follows through the event loop); folderScanQueued is called before
+    // this returns. The caller does not queue a folder that is scanning or indexing.
+    void scanFolder(const FolderRef& folder, const QStringList& extensions);
+    // Appends `listener`; returns its position in the list.
+    qsizetype addListener(LibraryListener* listener);
+
+private:
+    // Scan queue: the walk and the removal of records whose files are gone.
+    void collectAndClean(const FolderRef& folder, Folder stored, const QStringList& extensions,
+                         const std::shared_ptr<void>& pending);
+    // Index queue: every file's record and tokens, then the folder's completion.
+    void indexFolderFiles(const QStringList& paths, const FolderRef& folder, Folder stored);
+    // One file of the pass; false when it gets no tokens and skips the flush and progress steps.
+    bool indexFile(const QString& path, qint64 folderPk, Index& collector);
+
+    // Runs `call` on the main thread through its event loop, after everything posted before.
+    void onMain(std::function<void()> call);
+    // Calls `call` with every listener, in registration order; main thread only.
+    void notify(const std::function<void(LibraryListener&)>& call);
+    // Held by queued work; the destructor waits until none is left.
+    std::shared_ptr<void> pendingWork();
+
+    const std::shared_ptr<DB> db_;
+    Queues& queues_;
+    QList<FolderRef> folders_;
+    QList<LibraryListener*> listeners_;
+    // Lives on the main thread; receives the calls posted by the queues.
+    std::unique_ptr<QObject> mainContext_;
+
+    std::mutex pendingMutex_;
+    std::condition_variable pendingDone_;
+    int pending_ = 0;
+};
+
+}  // namespace sonvale

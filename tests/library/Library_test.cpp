@@ -1,0 +1,239 @@
+#include "Library.h"
+
+#include "AudioFiles.h"
+#include "LibraryTestSupport.h"
+#include "MediaFactory.h"
+#include "SearchOperation.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <mutex>
+
+using namespace sonvale;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// Writes down every call as text, and whether all came on the main thread.
+class Recorder : public LibraryListener {
+public:
+    void foldersAdded(const QList<FolderRef>& folders, qsizetype index) override {
+        record(u"added %1@%2"_s.arg(folders.size()).arg(index));
+    }
+    void folderRemoved(const FolderRef&, qsizetype index) override { record(u"removed@%1"_s.arg(index)); }
+    void folderChanged(const FolderRef& folder) override {
+        QString text = u"changed %1"_s.arg(int(folder->state));
+        if (folder->progress) text += u" %1/%2"_s.arg(folder->progress->completed).arg(folder->progress->total);
+        record(text);
+    }
+    void folderScanQueued(const FolderRef&) override { record(u"queued"_s); }
+    void folderScanFinished(const FolderRef& folder) override {
+        record(u"finished %1"_s.arg(int(folder->state)));
+        ++finished;
+    }
+
+    QStringList calls;
+    int finished = 0;
+    bool offMainThread = false;
+
+private:
+    void record(const QString& call) {
+        if (QThread::currentThread() != QCoreApplication::instance()->thread()) offMainThread = true;
+        calls.append(call);
+    }
+};
+
+class LibraryTest : public testing::Test {
+protected:
+    void SetUp() override { library.addListener(&recorder); }
+
+    // A short FLAC file, in folders made as needed; `title` tags it.
+    QString flac(const QString& name, const QString& title = {}) {
+        QDir().mkpath(QFileInfo(media.path(name)).path());
+        return media.ffmpeg(name, title.isEmpty() ? QStringList() : QStringList({u"-metadata"_s, u"title="_s + title}), 0.2);
+    }
+    FolderRef addFolder(const QString& root) {
+        auto folder = std::make_shared<Folder>();
+        folder->root = root;
+        library.addFolders({folder}, library.folders().size());
+        return folder;
+    }
+    bool waitForScans(int count) {
+        return spinUntil([&] { return recorder.finished >= count; });
+    }
+    void rescan(const FolderRef& folder) {
+        const int before = recorder.finished;
+        library.scanFolder(folder, supportedExtensions());
+        ASSERT_TRUE(waitForScans(before + 1));
+    }
+    // Column v of every row of `sql`, as text.
+    QStringList column(const QString& sql) {
+        QStringList values;
+        db->queue()->inDatabase([&](SQLiteDatabase& connection) {
+            auto rows = connection.executeQuery(sql);
+            while (rows && rows->next()) values.append(rows->stringForColumn(u"v"_s).value_or(u"NULL"_s));
+        });
+        return values;
+    }
+    void exec(const QString& sql) {
+        db->queue()->inDatabase([&](SQLiteDatabase& connection) { ASSERT_TRUE(connection.executeStatements(sql)); });
+    }
+
+    MediaFactory media;
+    QTemporaryDir data;
+    std::shared_ptr<DB> db = std::make_shared<DB>(data.path());
+    Queues queues;
+    Recorder recorder;
+    Library library{db, queues};
+};
+
+}  // namespace
+
+// 51 files: progress at 0 and 50, every call on the main thread and in order, and the state
+// each call sees is the one it announces.
+TEST_F(LibraryTest, FirstScanStoresAndIndexesEveryFileAndReportsInOrder) {
+    const QString first = flac(u"Music/song 00.flac"_s, u"Alpha"_s);
+    ASSERT_FALSE(first.isEmpty());
+    for (int i = 1; i < 51; ++i) {
+        ASSERT_TRUE(QFile::copy(first, media.path(u"Music/song %1.flac"_s.arg(i, 2, 10, QChar(u'0')))));
+    }
+    ASSERT_FALSE(media.write(u"Music/Upper.MP3"_s, "x").isEmpty());
+    ASSERT_FALSE(media.write(u"Music/.hidden/song.mp3"_s, "x").isEmpty());
+
+    const FolderRef folder = addFolder(media.path(u"Music"_s));
+    ASSERT_TRUE(folder->pk);
+    EXPECT_EQ(recorder.calls, QStringList({u"queued"_s, u"added 1@0"_s}));
+    EXPECT_EQ(folder->state, Folder::State::scanning);
+    ASSERT_TRUE(waitForScans(1));
+
+    EXPECT_EQ(recorder.calls, QStringList({u"queued"_s, u"added 1@0"_s, u"changed 1"_s, u"changed 2 0/51"_s,
+                                           u"changed 2 50/51"_s, u"finished 3"_s}));
+    EXPECT_FALSE(recorder.offMainThread);
+    EXPECT_EQ(folder->state, Folder::State::ready);
+    EXPECT_FALSE(folder->progress);
+    ASSERT_TRUE(folder->lastCompletedScan);
+
+    EXPECT_EQ(column(u"SELECT COUNT(*) AS v FROM tracks WHERE folder = %1 AND status = 1 AND title = 'Alpha'"_s.arg(*folder->pk)),
+              QStringList({u"51"_s}));
+    EXPECT_EQ(column(u"SELECT COUNT(*) AS v FROM tracks"_s), QStringList({u"51"_s}));
+    EXPECT_EQ(db->search(u"alph song"_s).size(), 51);
+    EXPECT_EQ(column(u"SELECT lastCompletedScan AS v FROM folders"_s),
+              QStringList({QString::number(folder->lastCompletedScan->toSecsSinceEpoch())}));
+}
+
+// An unchanged file is neither read nor written again but keeps its tokens; a changed one is
+// read again; a deleted one loses its record. A name stored composed but decomposed on disk
+// counts as the same, unchanged file.
+TEST_F(LibraryTest, RescanTouchesOnlyChangedAndMissingFiles) {
+    const QString same = flac(u"M/same.flac"_s, u"Same"_s);
+    const QString changed = flac(u"M/changed.flac"_s, u"Before"_s);
+    const QString gone = flac(u"M/gone.flac"_s, u"Gone"_s);
+    const QString decomposed = flac(u"M/Cafe\u0301.flac"_s, u"Coffee"_s);
+    ASSERT_FALSE(same.isEmpty() || changed.isEmpty() || gone.isEmpty() || decomposed.isEmpty());
+    const FolderRef folder = addFolder(media.path(u"M"_s));
+    ASSERT_TRUE(waitForScans(1));
+    const QString composed = media.path(u"M/Caf\u00e9.flac"_s);
+    EXPECT_EQ(column(u"SELECT title AS v FROM tracks WHERE path = '%1'"_s.arg(composed)), QStringList({u"Coffee"_s}));
+
+    exec(u"UPDATE tracks SET title = 'Sentinel' WHERE title = 'Same';"
+         "CREATE TEMP TABLE writes (path TEXT);"
+         "CREATE TEMP TRIGGER written AFTER UPDATE ON main.tracks BEGIN INSERT INTO writes VALUES (new.path); END;"_s);
+    ASSERT_FALSE(flac(u"M/changed.flac"_s, u"After the change"_s).isEmpty());
+    ASSERT_TRUE(QFile::remove(gone));
+    rescan(folder);
+
+    EXPECT_EQ(column(u"SELECT path AS v FROM writes"_s), QStringList({changed}));
+    EXPECT_EQ(column(u"SELECT title AS v FROM tracks ORDER BY path"_s),
+              QStringList({u"Coffee"_s, u"After the change"_s, u"Sentinel"_s}));
+    EXPECT_EQ(db->search(u"sentinel"_s), QStringList({same}));
+    EXPECT_EQ(db->search(u"coffee"_s), QStringList({composed}));
+    EXPECT_TRUE(db->search(u"gone"_s).isEmpty());
+}
+
+// The scan goes on (it cannot be stopped) and ends in ready; the folder stays out of storage.
+TEST_F(LibraryTest, FolderRemovedWhileItsScanWaitsStillFinishes) {
+    ASSERT_FALSE(flac(u"R/a.flac"_s).isEmpty());
+    std::atomic<bool> release{false};
+    queues.scan.addOperation([&](const Operation&) {
+        while (!release) QThread::usleep(1000);
+    });
+    const FolderRef folder = addFolder(media.path(u"R"_s));
+    library.removeFolder(folder);
+    EXPECT_TRUE(library.folders().isEmpty());
+    EXPECT_EQ(recorder.calls.last(), u"removed@0"_s);
+    release = true;
+    ASSERT_TRUE(waitForScans(1));
+    EXPECT_EQ(folder->state, Folder::State::ready);
+    EXPECT_TRUE(db->loadFolders().isEmpty());
+}
+
+// Start-up reads the stored folders without scanning; a missing root empties its folder.
+TEST_F(LibraryTest, LoadedFoldersAreNotScannedAndAMissingRootLosesItsTracks) {
+    ASSERT_FALSE(flac(u"L/a.flac"_s).isEmpty());
+    addFolder(media.path(u"L"_s));
+    ASSERT_TRUE(waitForScans(1));
+
+    library.loadFolders();
+    ASSERT_EQ(library.folders().size(), 1);
+    const FolderRef loaded = library.folders().first();
+    EXPECT_EQ(loaded->state, Folder::State::none);
+    EXPECT_TRUE(loaded->lastCompletedScan);
+
+    ASSERT_TRUE(QDir(media.path(u"L"_s)).removeRecursively());
+    rescan(loaded);
+    EXPECT_EQ(column(u"SELECT COUNT(*) AS v FROM tracks"_s), QStringList({u"0"_s}));
+    EXPECT_EQ(recorder.calls.mid(recorder.calls.size() - 3),
+              QStringList({u"queued"_s, u"changed 1"_s, u"finished 3"_s}));
+}
+
+namespace {
+
+class SearchResults : public SearchOperationDelegate {
+public:
+    void searchFinished(const QStringList& found) override {
+        std::lock_guard lock(mutex);
+        results = found;
+        delivered = true;
+    }
+    std::mutex mutex;
+    QStringList results;
+    std::atomic<bool> delivered{false};
+};
+
+}  // namespace
+
+// A rescan waiting on the index queue holds up neither the search queue nor the other
+// folders' tokens.
+TEST_F(LibraryTest, SearchesAreAnsweredWhileAScanIsUnderWay) {
+    const QString song = flac(u"S/tune.flac"_s, u"Melody"_s);
+    ASSERT_FALSE(song.isEmpty() || flac(u"T/other.flac"_s, u"Other"_s).isEmpty());
+    addFolder(media.path(u"S"_s));
+    const FolderRef other = addFolder(media.path(u"T"_s));
+    ASSERT_TRUE(waitForScans(2));
+
+    std::atomic<bool> release{false};
+    queues.index.addOperation([&](const Operation&) {
+        while (!release) QThread::usleep(1000);
+    });
+    library.scanFolder(other, supportedExtensions());
+    ASSERT_TRUE(spinUntil([&] { return other->state == Folder::State::indexing; }));
+    auto delegate = std::make_shared<SearchResults>();
+    queues.search.addOperation(std::make_shared<SearchOperation>(u"melo"_s, db, delegate));
+    ASSERT_TRUE(spinUntil([&] { return delegate->delivered.load(); }, 30));
+    EXPECT_EQ(other->state, Folder::State::indexing);
+    {
+        std::lock_guard lock(delegate->mutex);
+        EXPECT_EQ(delegate->results, QStringList({song}));
+    }
+    release = true;
+    ASSERT_TRUE(waitForScans(3));
+    EXPECT_EQ(db->search(u"other"_s).size(), 1);
+}

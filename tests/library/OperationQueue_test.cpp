@@ -1,0 +1,84 @@
+#include "OperationQueue.h"
+#include "Queues.h"
+
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <mutex>
+#include <set>
+#include <vector>
+
+using sonvale::Operation;
+using sonvale::OperationQueue;
+
+TEST(OperationQueue, RunsOperationsOneAtATimeInOrderOnItsOwnThread) {
+    OperationQueue queue(OperationQueue::Priority::background);
+    std::mutex mutex;
+    std::vector<int> order;
+    std::atomic<int> running{0};
+    std::atomic<bool> overlapped{false};
+    std::set<QThread*> threads;
+    for (int i = 0; i < 20; ++i) {
+        queue.addOperation([&, i](const Operation&) {
+            if (running.fetch_add(1) != 0) overlapped = true;
+            QThread::usleep(200);
+            {
+                std::lock_guard lock(mutex);
+                order.push_back(i);
+                threads.insert(QThread::currentThread());
+            }
+            running.fetch_sub(1);
+        });
+    }
+    queue.waitUntilAllOperationsAreFinished();
+    std::vector<int> expected(20);
+    for (int i = 0; i < 20; ++i) expected[i] = i;
+    EXPECT_EQ(order, expected);
+    EXPECT_FALSE(overlapped);
+    ASSERT_EQ(threads.size(), 1u);
+    EXPECT_NE(*threads.begin(), QThread::currentThread());
+}
+
+// The running operation sees its flag; the waiting ones never start; the queue takes new work
+// afterwards.
+TEST(OperationQueue, CancelAllStopsWaitingOperationsAndFlagsTheRunningOne) {
+    OperationQueue queue(OperationQueue::Priority::interactive);
+    std::atomic<bool> started{false};
+    std::atomic<bool> sawCancel{false};
+    std::atomic<int> laterRuns{0};
+    queue.addOperation([&](const Operation& self) {
+        started = true;
+        while (!self.isCancelled()) QThread::usleep(100);
+        sawCancel = true;
+    });
+    for (int i = 0; i < 5; ++i) queue.addOperation([&](const Operation&) { ++laterRuns; });
+    while (!started) QThread::usleep(100);
+    queue.cancelAllOperations();
+    queue.waitUntilAllOperationsAreFinished();
+    EXPECT_TRUE(sawCancel);
+    EXPECT_EQ(laterRuns, 0);
+
+    queue.addOperation([&](const Operation&) { ++laterRuns; });
+    queue.waitUntilAllOperationsAreFinished();
+    EXPECT_EQ(laterRuns, 1);
+}
+
+TEST(OperationQueue, DestroyingQueuesDropsWaitingWorkAndReleasesIt) {
+    auto token = std::make_shared<int>(0);
+    std::atomic<int> runs{0};
+    {
+        sonvale::Queues queues;
+        std::atomic<bool> release{false};
+        queues.scan.addOperation([&](const Operation&) {
+            while (!release) QThread::usleep(100);
+        });
+        for (int i = 0; i < 3; ++i) queues.scan.addOperation([&, token](const Operation&) { ++runs; });
+        EXPECT_EQ(token.use_count(), 4);
+        queues.scan.cancelAllOperations();
+        release = true;
+    }
+    EXPECT_EQ(runs, 0);
+    EXPECT_EQ(token.use_count(), 1);
+}
