@@ -34,10 +34,18 @@ QStringList codecArgs(const QString& format) {
 }  // namespace
 
 TreeGenerator::TreeGenerator(QString root, QStringList formats, int count)
-    : root_(std::move(root)), formats_(std::move(formats)), count_(count) {}
+    : TreeGenerator(std::move(root), std::move(formats), count, Options()) {}
+
+TreeGenerator::TreeGenerator(QString root, QStringList formats, int count, Options options)
+    : root_(std::move(root)), formats_(std::move(formats)), count_(count), options_(options) {}
 
 QString TreeGenerator::stampText() const {
-    return QStringLiteral("%1 %2\n").arg(formats_.join(QLatin1Char(','))).arg(count_);
+    QString text = QStringLiteral("%1 %2").arg(formats_.join(QLatin1Char(','))).arg(count_);
+    // The original stamp, kept for the default options so that existing trees stay valid.
+    if (options_.seconds != 1 || options_.folderImages) {
+        text += QStringLiteral(" %1s%2").arg(options_.seconds).arg(options_.folderImages ? QStringLiteral(" images") : QString());
+    }
+    return text + QLatin1Char('\n');
 }
 
 bool TreeGenerator::makeTemplates(const QString& dir) {
@@ -51,7 +59,7 @@ bool TreeGenerator::makeTemplates(const QString& dir) {
     for (const QString& format : formats_) {
         for (int t = 0; t < 3; ++t) {
             QStringList args = {QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
-                                QStringLiteral("sine=frequency=%1:duration=1").arg(220 * (t + 1))};
+                                QStringLiteral("sine=frequency=%1:duration=%2").arg(220 * (t + 1)).arg(options_.seconds)};
             const bool withCover = t == 1 && format != QLatin1String("wav") && format != QLatin1String("aiff");
             if (withCover) {
                 args += {QStringLiteral("-i"), cover, QStringLiteral("-map"), QStringLiteral("0"), QStringLiteral("-map"),
@@ -84,7 +92,7 @@ bool TreeGenerator::ensure() {
         const QString artist = kArtists[(i / 120) % kArtists.size()] + QStringLiteral(" %1").arg(i / 720);
         const QString album = kWords[(i / 12) % kWords.size()] + QStringLiteral(" %1").arg(i / 12);
         const QString dir = QStringLiteral("%1/%2/%3").arg(root_, artist, album);
-        if (i % 12 == 0) QDir().mkpath(dir);
+        if (i % 12 == 0 && !makeAlbumFolder(dir, templates, i / 12)) return false;
         const QString name = QStringLiteral("%1/%2 %3.%4").arg(dir).arg(i % 12 + 1, 2, 10, QLatin1Char('0'))
                                  .arg(kWords[i % kWords.size()], format);
         if (!QFile::copy(QStringLiteral("%1/t%2.%3").arg(templates).arg(i % 3).arg(format), name)) return false;
@@ -92,9 +100,19 @@ bool TreeGenerator::ensure() {
     return stamp.open(QIODevice::WriteOnly) && stamp.write(stampText().toUtf8()) > 0;
 }
 
+bool TreeGenerator::makeAlbumFolder(const QString& dir, const QString& templates, int album) const {
+    if (!QDir().mkpath(dir)) return false;
+    if (!options_.folderImages || album % 3 == 2) return true;
+    const QString name = album % 3 == 0 ? QStringLiteral("/cover.jpg") : QStringLiteral("/folder.jpg");
+    return QFile::copy(templates + QStringLiteral("/cover.jpg"), dir + name);
+}
+
 QStringList TreeGenerator::files() const {
+    QStringList patterns;
+    for (const QString& format : formats_) patterns.append(QStringLiteral("*.") + format);
     QStringList list;
-    QDirIterator it(root_, QDir::Files, QDirIterator::Subdirectories);  // hidden templates are skipped
+    // Hidden templates are skipped, and so are the folder images.
+    QDirIterator it(root_, patterns, QDir::Files, QDirIterator::Subdirectories);
     while (it.hasNext()) list.append(it.next());
     list.sort();
     return list;

@@ -12,7 +12,7 @@ packages=(
   # tests: the framework and the tools that make real media files
   libgtest-dev ffmpeg flac
   # benchmarks only
-  libtag1-dev
+  libtag1-dev mpd
 )
 
 missing=()
