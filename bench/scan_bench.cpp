@@ -149,7 +149,7 @@ Phase mpdPhase(bool first, const QString& tree, const QString& work) {
     return result;
 }
 
-QString mib(qint64 bytes) { return QString::number(double(bytes) / (1024 * 1024), 'f', 1); }
+QString mib(qint64 bytes) { return QString::number(double(bytes) / (1024 * 1024), 'f', 2); }
 
 }  // namespace
 
