@@ -39,7 +39,7 @@ constexpr std::array kCommands = {
             "Adds each FOLDER to the library and scans it, or rescans it when it is a library folder\n"
             "      already, then prints one line per folder: path, files, seconds taken and files per\n"
             "      second. Progress goes to stderr. Exits with 1, changing nothing, when a FOLDER does not\n"
-            "      exist or cannot be read. A library folder whose folder is missing or unreadable is\n"
+            "      exist or cannot be read. A library folder whose directory is missing or unreadable is\n"
             "      rescanned only with --force, which removes all its tracks from the library.",
             &ScanCommand::run},
     Command{"folders", "folders",
