@@ -1,7 +1,14 @@
 #include "CommandLine.h"
 
+#include "DB.h"
+#include "FoldersCommand.h"
+#include "RemoveCommand.h"
+#include "ScanCommand.h"
 #include "SearchCommand.h"
 #include "TagsCommand.h"
+
+#include <QDir>
+#include <QFileInfo>
 
 #include <array>
 
@@ -28,19 +35,45 @@ constexpr std::array kCommands = {
             "      by spaces into one query), one per line, sorted, at most 5000. Exits with 1 when the\n"
             "      database cannot be opened.",
             &SearchCommand::run},
+    Command{"scan", "scan [--force] FOLDER...",
+            "Adds each FOLDER to the library and scans it, or rescans it when it is a library folder\n"
+            "      already, then prints one line per folder: path, files, seconds taken and files per\n"
+            "      second. Progress goes to stderr. Exits with 1, changing nothing, when a FOLDER does not\n"
+            "      exist or cannot be read. A library folder whose directory is missing or unreadable is\n"
+            "      rescanned only with --force, which removes all its tracks from the library.",
+            &ScanCommand::run},
+    Command{"folders", "folders",
+            "Prints each library folder on its own line: id, path and the end of its last completed\n"
+            "      scan (ISO 8601, UTC) or \"never\", separated by tabs.",
+            &FoldersCommand::run},
+    Command{"remove", "remove FOLDER",
+            "Removes the library folder FOLDER; its tracks leave the search. Exits with 1 when FOLDER\n"
+            "      is not a library folder.",
+            &RemoveCommand::run},
 };
 
-void print(FILE* stream, const QString& text) {
-    const QByteArray bytes = text.toUtf8();
-    std::fwrite(bytes.constData(), 1, bytes.size(), stream);
-}
-
 int usageError(FILE* err, const QString& message) {
-    print(err, QStringLiteral("sonvale-cli: %1\nTry 'sonvale-cli --help'.\n").arg(message));
+    CommandContext::print(err, QStringLiteral("sonvale-cli: %1\nTry 'sonvale-cli --help'.\n").arg(message));
     return 2;
 }
 
 }  // namespace
+
+std::shared_ptr<DB> CommandContext::openDatabase(const char* command) const {
+    auto db = dataDir.isEmpty() ? std::make_shared<DB>() : std::make_shared<DB>(dataDir);
+    if (db->queue()) return db;
+    print(err, QStringLiteral("sonvale-cli %1: cannot open the database %2\n").arg(QLatin1String(command), db->path()));
+    return nullptr;
+}
+
+void CommandContext::print(FILE* stream, const QString& text) {
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, bytes.size(), stream);
+}
+
+QString CommandContext::absolutePath(const QString& path) {
+    return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
+}
 
 QString CommandLine::helpText() {
     QString text = QStringLiteral(
@@ -67,7 +100,7 @@ int CommandLine::run(const QStringList& arguments, FILE* out, FILE* err) {
         if (!commandName.isEmpty()) {
             context.args.append(arg);
         } else if (arg == QLatin1String("-h") || arg == QLatin1String("--help")) {
-            print(out, helpText());
+            CommandContext::print(out, helpText());
             return 0;
         } else if (arg == QLatin1String("--data-dir")) {
             if (++i >= arguments.size()) return usageError(err, QStringLiteral("--data-dir needs a directory"));

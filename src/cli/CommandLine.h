@@ -4,8 +4,11 @@
 #include <QStringList>
 
 #include <cstdio>
+#include <memory>
 
 namespace sonvale {
+
+class DB;
 
 // What every command of sonvale-cli receives: the options common to all commands, the
 // command's own arguments and the streams to write to.
@@ -14,6 +17,16 @@ struct CommandContext {
     QStringList args;
     FILE* out = stdout;
     FILE* err = stderr;
+
+    // The database of the data directory, made and brought to the current schema when needed;
+    // nullptr, with "sonvale-cli COMMAND: cannot open the database PATH" on `err`, when the
+    // file cannot be opened.
+    std::shared_ptr<DB> openDatabase(const char* command) const;
+    // Writes `text` as UTF-8.
+    static void print(FILE* stream, const QString& text);
+    // `path` made absolute (against the working directory) and clean: no ".", "..", doubled
+    // or trailing "/".
+    static QString absolutePath(const QString& path);
 };
 
 // Parses the global options, picks the command and runs it. Returns the process exit status:

@@ -1,0 +1,159 @@
+#include "CliProcess.h"
+#include "DB.h"
+#include "MediaFactory.h"
+#include "SQLiteDatabase.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using sonvale::DB;
+using sonvale::SQLiteDatabase;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// A data directory and a music folder of short FLAC files, driven through the real program.
+class ScanCommandTest : public testing::Test {
+protected:
+    QString root() const { return media.path(u"Music"_s); }
+
+    void makeTrack(const QString& name, const QString& title) {
+        ASSERT_TRUE(QDir().mkpath(root()));
+        ASSERT_FALSE(media.ffmpeg(u"Music/"_s + name, {u"-metadata"_s, u"title="_s + title}, 0.1, 8000, 1).isEmpty());
+    }
+    CliResult cli(QStringList args) {
+        args.prepend(data.path());
+        args.prepend(u"--data-dir"_s);
+        return runCli(args);
+    }
+    QStringList lines(QStringList args) {
+        return QString::fromUtf8(cli(std::move(args)).out).split(u'\n', Qt::SkipEmptyParts);
+    }
+    // The summary lines of a scan's output (the library also reports the tracks it assigns).
+    static QStringList summaries(const CliResult& result) {
+        return QString::fromUtf8(result.out).split(u'\n').filter(QRegularExpression(u"\t\\d+ files\t"_s));
+    }
+    QString databaseFile() const { return QDir(data.path()).filePath(DB::fileName()); }
+
+    MediaFactory media;
+    QTemporaryDir data;
+};
+
+}  // namespace
+
+TEST_F(ScanCommandTest, AddsThenRescansAFolderSoThatSearchAndFoldersFollowTheFiles) {
+    makeTrack(u"a.flac"_s, u"Glacier"_s);
+    makeTrack(u"b.flac"_s, u"Glade"_s);
+    makeTrack(u"c.flac"_s, u"Harbour"_s);
+
+    // Given with a trailing slash and a detour: stored absolute and clean.
+    const CliResult added = cli({u"scan"_s, root() + u"/../Music/"_s});
+    ASSERT_EQ(added.exitCode, 0) << added.err.constData();
+    ASSERT_EQ(summaries(added).size(), 1);
+    EXPECT_TRUE(summaries(added).first().startsWith(root() + u"\t3 files\t"_s)) << qPrintable(summaries(added).first());
+    // Not a terminal: whole progress lines, no redrawing.
+    EXPECT_TRUE(added.err.contains(root().toUtf8() + ": 0/3 files")) << added.err.constData();
+    EXPECT_FALSE(added.err.contains('\r'));
+
+    EXPECT_EQ(lines({u"search"_s, u"gla"_s}), QStringList({root() + u"/a.flac"_s, root() + u"/b.flac"_s}));
+    const QStringList folders = lines({u"folders"_s});
+    ASSERT_EQ(folders.size(), 1);
+    EXPECT_TRUE(QRegularExpression(u"^1\t"_s + QRegularExpression::escape(root()) + u"\t\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ$"_s)
+                    .match(folders.first())
+                    .hasMatch())
+        << qPrintable(folders.first());
+
+    // The same folder again is a rescan: the deleted file leaves the library.
+    ASSERT_TRUE(QFile::remove(root() + u"/b.flac"_s));
+    const CliResult rescanned = cli({u"scan"_s, root()});
+    ASSERT_EQ(rescanned.exitCode, 0) << rescanned.err.constData();
+    ASSERT_EQ(summaries(rescanned).size(), 1);
+    EXPECT_TRUE(summaries(rescanned).first().startsWith(root() + u"\t2 files\t"_s));
+    EXPECT_EQ(lines({u"search"_s, u"gla"_s}), QStringList{root() + u"/a.flac"_s});
+    EXPECT_EQ(lines({u"folders"_s}).size(), 1);
+}
+
+TEST_F(ScanCommandTest, FolderThatCannotBeScannedFailsAndChangesNothing) {
+    // No database yet: none is made.
+    const CliResult missing = cli({u"scan"_s, media.path(u"nowhere"_s)});
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_TRUE(missing.err.contains(media.path(u"nowhere"_s).toUtf8() + " does not exist")) << missing.err.constData();
+    EXPECT_FALSE(QFile::exists(databaseFile()));
+
+    makeTrack(u"a.flac"_s, u"Glacier"_s);
+    ASSERT_EQ(cli({u"scan"_s, root()}).exitCode, 0);
+    const auto before = MediaFactory::readAll(databaseFile());
+    // One bad FOLDER stops the good ones too.
+    const QString file = media.write(u"file.flac"_s, "not a folder");
+    const CliResult mixed = cli({u"scan"_s, root(), file, media.path(u"nowhere"_s)});
+    EXPECT_EQ(mixed.exitCode, 1);
+    EXPECT_TRUE(mixed.err.contains(file.toUtf8() + " is not a folder")) << mixed.err.constData();
+    EXPECT_TRUE(mixed.err.contains("nowhere does not exist"));
+    EXPECT_TRUE(mixed.out.isEmpty());
+    EXPECT_EQ(MediaFactory::readAll(databaseFile()), before);
+
+    EXPECT_EQ(cli({u"scan"_s}).exitCode, 2);
+    EXPECT_EQ(cli({u"scan"_s, u"--fast"_s, root()}).exitCode, 2);
+}
+
+TEST_F(ScanCommandTest, VanishedLibraryFolderIsKeptUnlessForced) {
+    makeTrack(u"a.flac"_s, u"Glacier"_s);
+    ASSERT_EQ(cli({u"scan"_s, root()}).exitCode, 0);
+    const QString elsewhere = media.path(u"Unmounted"_s);
+    ASSERT_TRUE(QDir().rename(root(), elsewhere));
+
+    const CliResult refused = cli({u"scan"_s, root()});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_TRUE(refused.err.contains(root().toUtf8())) << refused.err.constData();
+    EXPECT_TRUE(refused.err.contains("--force"));
+    EXPECT_EQ(lines({u"search"_s, u"glacier"_s}), QStringList{root() + u"/a.flac"_s});
+
+    const CliResult forced = cli({u"scan"_s, u"--force"_s, root()});
+    EXPECT_EQ(forced.exitCode, 0) << forced.err.constData();
+    ASSERT_EQ(summaries(forced).size(), 1);
+    EXPECT_TRUE(summaries(forced).first().startsWith(root() + u"\t0 files\t"_s));
+    EXPECT_TRUE(lines({u"search"_s, u"glacier"_s}).isEmpty());
+    EXPECT_FALSE(lines({u"folders"_s}).first().endsWith(u"never"_s));
+}
+
+TEST_F(ScanCommandTest, KilledMidScanLeavesASoundDatabaseThatTheNextScanCompletes) {
+    makeTrack(u"seed.flac"_s, u"Seed"_s);
+    constexpr int kCopies = 4000;
+    const auto seed = MediaFactory::readAll(root() + u"/seed.flac"_s);
+    ASSERT_TRUE(seed);
+    for (int i = 0; i < kCopies; ++i) ASSERT_FALSE(media.write(u"Music/t%1.flac"_s.arg(i), *seed).isEmpty());
+
+    QProcess scan;
+    scan.start(QStringLiteral(SONVALE_CLI), {u"--data-dir"_s, data.path(), u"scan"_s, root()});
+    // The per-file pass reports each new track on stdout as it gives it to the folder: killed
+    // about a quarter of the way through, amid its writes.
+    qsizetype assigned = 0;
+    while (assigned < kCopies / 4 && scan.waitForReadyRead(60000)) assigned += scan.readAllStandardOutput().count('\n');
+    ASSERT_GE(assigned, kCopies / 4) << scan.readAllStandardError().constData();
+    scan.kill();
+    ASSERT_TRUE(scan.waitForFinished(10000));
+    EXPECT_EQ(scan.exitStatus(), QProcess::CrashExit);
+
+    {
+        auto file = SQLiteDatabase::open(databaseFile());
+        ASSERT_TRUE(file);
+        auto check = file->executeQuery(u"PRAGMA integrity_check"_s);
+        ASSERT_TRUE(check && check->next());
+        EXPECT_EQ(check->stringForColumn(u"integrity_check"_s), u"ok"_s);
+    }
+    const QStringList interrupted = lines({u"folders"_s});
+    ASSERT_EQ(interrupted.size(), 1);
+    EXPECT_TRUE(interrupted.first().endsWith(u"\tnever"_s)) << qPrintable(interrupted.first());
+
+    const CliResult resumed = cli({u"scan"_s, root()});
+    ASSERT_EQ(resumed.exitCode, 0) << resumed.err.constData();
+    ASSERT_EQ(summaries(resumed).size(), 1);
+    EXPECT_TRUE(summaries(resumed).first().startsWith(root() + u"\t4001 files\t"_s));
+    EXPECT_FALSE(lines({u"folders"_s}).first().endsWith(u"never"_s));
+    EXPECT_EQ(lines({u"search"_s, u"seed"_s}).size(), kCopies + 1);
+}
