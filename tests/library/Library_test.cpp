@@ -158,6 +158,31 @@ TEST_F(LibraryTest, RescanTouchesOnlyChangedAndMissingFiles) {
     EXPECT_TRUE(db->search(u"gone"_s).isEmpty());
 }
 
+// A file moved inside its folder keeps one record under its new path; a folder whose path is a
+// prefix of another's ("A" and "AB") leaves the other's tracks and tokens alone, in a rescan
+// and when it is removed.
+TEST_F(LibraryTest, MovedFilesAndFoldersSharingAPrefixKeepTheirOwnTracks) {
+    const QString moved = flac(u"A/x.flac"_s, u"Moved"_s);
+    const QString neighbour = flac(u"AB/y.flac"_s, u"Neighbour"_s);
+    ASSERT_FALSE(moved.isEmpty() || neighbour.isEmpty());
+    const FolderRef a = addFolder(media.path(u"A"_s));
+    ASSERT_TRUE(waitForScans(1));
+    addFolder(media.path(u"AB"_s));
+    ASSERT_TRUE(waitForScans(2));
+
+    ASSERT_TRUE(QDir().mkpath(media.path(u"A/sub"_s)));
+    const QString movedTo = media.path(u"A/sub/x.flac"_s);
+    ASSERT_TRUE(QFile::rename(moved, movedTo));
+    rescan(a);
+    EXPECT_EQ(db->search(u"moved"_s), QStringList({movedTo}));
+    EXPECT_EQ(db->search(u"neighbour"_s), QStringList({neighbour}));
+    EXPECT_EQ(column(u"SELECT count(*) AS v FROM tracks"_s), QStringList({u"2"_s}));
+
+    library.removeFolder(a);
+    EXPECT_TRUE(db->search(u"moved"_s).isEmpty());
+    EXPECT_EQ(db->search(u"neighbour"_s), QStringList({neighbour}));
+}
+
 // The scan goes on (it cannot be stopped) and ends in ready; the folder stays out of storage.
 TEST_F(LibraryTest, FolderRemovedWhileItsScanWaitsStillFinishes) {
     ASSERT_FALSE(flac(u"R/a.flac"_s).isEmpty());
