@@ -1,0 +1,7 @@
+#include "PlaybackLog.h"
+
+namespace sonvale {
+
+Q_LOGGING_CATEGORY(lcPlayer, "sonvale.player")
+
+}  // namespace sonvale
