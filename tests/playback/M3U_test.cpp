@@ -57,10 +57,3 @@ TEST(M3U, FormatWritesExtendedEntriesWithAbsoluteOrRelativePaths) {
               "#EXTM3U\n#EXTINF:182,Ann - Song\na.flac\n#EXTINF:-1,Two lines\n../other/#b.mp3\n"
               "#EXTINF:5,#c\n./#c.mp3\n");
 }
-
-TEST(M3U, WriteFailsOnAMissingFolder) {
-    MediaFactory media;
-    LogCapture log;
-    EXPECT_FALSE(M3U::write({}, media.path(u"none/p.m3u"_s), true));
-    EXPECT_EQ(LogCapture::count(u"Cannot write playlist"_s), 1);
-}

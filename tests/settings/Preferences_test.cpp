@@ -112,10 +112,3 @@ TEST_F(PreferencesTest, OutOfRangeAndMistypedValuesFallBack) {
     EXPECT_EQ(preferences.labels.right.names(), QStringList({u"format"_s}));
     EXPECT_EQ(preferences.labels.right.separator, TagSeparator::Comma);
 }
-
-TEST_F(PreferencesTest, EmptyTemplateSurvivesTheStore) {
-    Preferences preferences;
-    preferences.labels.subtitle = {.separator = TagSeparator::Dash};
-    ASSERT_TRUE(preferences.save());
-    EXPECT_TRUE(Preferences().labels.subtitle.names().isEmpty());
-}
