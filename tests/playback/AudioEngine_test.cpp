@@ -256,6 +256,34 @@ TEST_F(AudioEngineTest, PlaybackFollowsTheDefaultOutputAndSurvivesItsRemoval) {
     pactl({QStringLiteral("load-module"), QStringLiteral("module-null-sink"), QStringLiteral("sink_name=two")});
 }
 
+TEST_F(AudioEngineTest, ASuspendedOutputIsLeftAtThePositionPausedOrPlaying) {
+    Recorder one(QStringLiteral("one"));
+    Recorder two(QStringLiteral("two"));
+    auto suspend = [](const QString& sink, bool on) {
+        return pactl({QStringLiteral("suspend-sink"), sink, on ? QStringLiteral("1") : QStringLiteral("0")});
+    };
+    ASSERT_TRUE(engine_.open(tone(2)));
+    engine_.play();
+    spin(0.5);
+    engine_.pause();
+    const double paused = engine_.elapsed();
+    ASSERT_TRUE(suspend(QStringLiteral("one"), true));
+    spin(0.3);
+    EXPECT_FALSE(engine_.isPlaying());
+    EXPECT_DOUBLE_EQ(engine_.elapsed(), paused);
+    ASSERT_TRUE(suspend(QStringLiteral("one"), false));
+
+    engine_.play();
+    spin(0.4);
+    const double heardOnOne = one.heard();
+    ASSERT_TRUE(suspend(QStringLiteral("one"), true));
+    ASSERT_TRUE(pactl({QStringLiteral("set-default-sink"), QStringLiteral("two")}));
+    ASSERT_TRUE(finishes(5));
+    suspend(QStringLiteral("one"), false);
+    EXPECT_EQ(finished_, 1);
+    EXPECT_NEAR(heardOnOne + two.heard(), 2.0, 0.25);
+}
+
 TEST(AudioEngine, WithoutASoundServerPlayStaysSilentAndTheRestWorks) {
     const QByteArray saved = qgetenv("PULSE_SERVER");
     qputenv("PULSE_SERVER", "unix:/nonexistent/sonvale-no-server");
