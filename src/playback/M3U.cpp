@@ -1,6 +1,6 @@
 #include "M3U.h"
 
-#include "PlaybackLog.h"
+#include "PlayerLog.h"
 
 #include <QDir>
 #include <QFile>

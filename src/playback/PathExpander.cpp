@@ -1,7 +1,7 @@
 #include "PathExpander.h"
 
 #include "M3U.h"
-#include "PlaybackLog.h"
+#include "PlayerLog.h"
 #include "Track.h"
 
 #include <QDir>

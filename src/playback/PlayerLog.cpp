@@ -1,4 +1,4 @@
-#include "PlaybackLog.h"
+#include "PlayerLog.h"
 
 namespace sonvale {
 

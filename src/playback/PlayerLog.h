@@ -4,7 +4,8 @@
 
 namespace sonvale {
 
-// Log lines of the player, its playlist and the opening of files ("sonvale.player").
+// Log lines of the player, its audio engine, its playlist and the opening of files
+// ("sonvale.player").
 Q_DECLARE_LOGGING_CATEGORY(lcPlayer)
 
 }  // namespace sonvale

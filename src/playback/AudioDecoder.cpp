@@ -1,0 +1,163 @@
+#include "AudioDecoder.h"
+
+#include "SampleRing.h"
+
+#include <QFile>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/channel_layout.h>
+#include <libavutil/error.h>
+#include <libswresample/swresample.h>
+}
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+namespace sonvale {
+
+namespace {
+
+struct FormatCloser {
+    void operator()(AVFormatContext* c) const { avformat_close_input(&c); }
+};
+struct CodecFreer {
+    void operator()(AVCodecContext* c) const { avcodec_free_context(&c); }
+};
+struct SwrFreer {
+    void operator()(SwrContext* c) const { swr_free(&c); }
+};
+struct PacketFreer {
+    void operator()(AVPacket* p) const { av_packet_free(&p); }
+};
+struct FrameFreer {
+    void operator()(AVFrame* f) const { av_frame_free(&f); }
+};
+
+QString ffmpegError(int code) {
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    av_strerror(code, text, sizeof text);
+    return QString::fromUtf8(text);
+}
+
+}  // namespace
+
+struct AudioDecoder::Handles {
+    std::unique_ptr<AVFormatContext, FormatCloser> format;
+    std::unique_ptr<AVCodecContext, CodecFreer> codec;
+    std::unique_ptr<SwrContext, SwrFreer> swr;
+    std::unique_ptr<AVPacket, PacketFreer> packet{av_packet_alloc()};
+    std::unique_ptr<AVFrame, FrameFreer> frame{av_frame_alloc()};
+    std::vector<float> converted;
+    int stream = -1;
+};
+
+AudioDecoder::AudioDecoder(std::unique_ptr<Handles> handles) : h_(std::move(handles)) {}
+
+AudioDecoder::~AudioDecoder() = default;
+
+std::unique_ptr<AudioDecoder> AudioDecoder::open(const QString& path, QString* error) {
+    auto fail = [error](const QString& why) {
+        if (error) *error = why;
+        return nullptr;
+    };
+    auto h = std::make_unique<Handles>();
+    if (!h->packet || !h->frame) return fail(ffmpegError(AVERROR(ENOMEM)));
+    AVFormatContext* format = nullptr;
+    int rc = avformat_open_input(&format, QFile::encodeName(path).constData(), nullptr, nullptr);
+    if (rc < 0) return fail(ffmpegError(rc));
+    h->format.reset(format);
+    if ((rc = avformat_find_stream_info(format, nullptr)) < 0) return fail(ffmpegError(rc));
+    const AVCodec* decoder = nullptr;
+    h->stream = av_find_best_stream(format, AVMEDIA_TYPE_AUDIO, -1, -1, &decoder, 0);
+    if (h->stream < 0) return fail(ffmpegError(h->stream));
+    const AVStream* stream = format->streams[h->stream];
+    h->codec.reset(avcodec_alloc_context3(decoder));
+    if (!h->codec) return fail(ffmpegError(AVERROR(ENOMEM)));
+    if ((rc = avcodec_parameters_to_context(h->codec.get(), stream->codecpar)) < 0) return fail(ffmpegError(rc));
+    if ((rc = avcodec_open2(h->codec.get(), decoder, nullptr)) < 0) return fail(ffmpegError(rc));
+    const int rate = h->codec->sample_rate;
+    const int channels = h->codec->ch_layout.nb_channels;
+    if (rate <= 0 || channels <= 0) return fail(QStringLiteral("No audio format"));
+
+    // Only the sample layout changes: same rate, same channels, so the converter keeps no delay.
+    AVChannelLayout layout{};
+    if (h->codec->ch_layout.order == AV_CHANNEL_ORDER_UNSPEC) av_channel_layout_default(&layout, channels);
+    else av_channel_layout_copy(&layout, &h->codec->ch_layout);
+    SwrContext* swr = nullptr;
+    rc = swr_alloc_set_opts2(&swr, &layout, AV_SAMPLE_FMT_FLT, rate, &layout, h->codec->sample_fmt, rate, 0, nullptr);
+    av_channel_layout_uninit(&layout);
+    h->swr.reset(swr);
+    if (rc < 0 || (rc = swr_init(swr)) < 0) return fail(ffmpegError(rc));
+
+    std::unique_ptr<AudioDecoder> d(new AudioDecoder(std::move(h)));
+    d->rate_ = rate;
+    d->channels_ = channels;
+    if (stream->duration != AV_NOPTS_VALUE && stream->duration > 0)
+        d->lengthFrames_ = av_rescale_q(stream->duration, stream->time_base, AVRational{1, rate});
+    else if (format->duration != AV_NOPTS_VALUE && format->duration > 0)
+        d->lengthFrames_ = av_rescale_q(format->duration, AV_TIME_BASE_Q, AVRational{1, rate});
+    return d;
+}
+
+void AudioDecoder::run(std::int64_t startFrame, SampleRing& ring, const std::atomic<bool>& cancel) {
+    AVFormatContext* format = h_->format.get();
+    const AVStream* stream = format->streams[h_->stream];
+    const std::int64_t target = av_rescale_q(startFrame, AVRational{1, rate_}, stream->time_base);
+    if (av_seek_frame(format, h_->stream, target, AVSEEK_FLAG_BACKWARD) < 0)
+        av_seek_frame(format, h_->stream, 0, AVSEEK_FLAG_BACKWARD);
+    avcodec_flush_buffers(h_->codec.get());
+    nextFrame_ = 0;
+
+    bool input = true;
+    while (!cancel.load(std::memory_order_relaxed)) {
+        int rc = avcodec_receive_frame(h_->codec.get(), h_->frame.get());
+        if (rc == 0) {
+            if (!deliver(startFrame, ring, cancel)) return;
+            continue;
+        }
+        if (rc != AVERROR(EAGAIN) || !input) break;
+        rc = av_read_frame(format, h_->packet.get());
+        if (rc < 0) {
+            input = false;
+            avcodec_send_packet(h_->codec.get(), nullptr);
+            continue;
+        }
+        if (h_->packet->stream_index == h_->stream) avcodec_send_packet(h_->codec.get(), h_->packet.get());
+        av_packet_unref(h_->packet.get());
+    }
+    if (!cancel.load(std::memory_order_relaxed)) ring.markEndOfInput();
+}
+
+bool AudioDecoder::deliver(std::int64_t startFrame, SampleRing& ring, const std::atomic<bool>& cancel) {
+    AVFrame* frame = h_->frame.get();
+    const AVStream* stream = h_->format->streams[h_->stream];
+    std::int64_t first = nextFrame_;
+    if (frame->best_effort_timestamp != AV_NOPTS_VALUE)
+        first = av_rescale_q(frame->best_effort_timestamp, stream->time_base, AVRational{1, rate_});
+    h_->converted.resize(static_cast<std::size_t>(frame->nb_samples) * static_cast<std::size_t>(channels_));
+    auto* out = reinterpret_cast<std::uint8_t*>(h_->converted.data());
+    const int count = swr_convert(h_->swr.get(), &out, frame->nb_samples,
+                                  const_cast<const std::uint8_t**>(frame->extended_data), frame->nb_samples);
+    av_frame_unref(frame);
+    if (count <= 0) return true;
+    nextFrame_ = first + count;
+    const std::int64_t skip = std::clamp<std::int64_t>(startFrame - first, 0, count);
+    const float* samples = h_->converted.data() + skip * channels_;
+    std::size_t left = static_cast<std::size_t>(count - skip) * static_cast<std::size_t>(channels_);
+    while (left > 0) {
+        const std::size_t pushed = ring.push(samples, left);
+        samples += pushed;
+        left -= pushed;
+        if (left == 0) break;
+        // The consumer must never wait for us, so the producer polls for room instead.
+        if (cancel.load(std::memory_order_relaxed)) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return !cancel.load(std::memory_order_relaxed);
+}
+
+}  // namespace sonvale

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QString>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+namespace sonvale {
+
+class SampleRing;
+
+// One open audio file decoded with FFmpeg into interleaved 32-bit float samples at the file's
+// own sample rate and channel count.
+//
+// Threads: open() and the accessors on any thread; run() on one thread at a time, and the
+// object is not touched elsewhere while run() is going. Not copyable.
+class AudioDecoder {
+public:
+    // Nullopt-like failure: nullptr with FFmpeg's reason in `error`.
+    static std::unique_ptr<AudioDecoder> open(const QString& path, QString* error);
+    ~AudioDecoder();
+    AudioDecoder(const AudioDecoder&) = delete;
+    AudioDecoder& operator=(const AudioDecoder&) = delete;
+
+    int sampleRate() const { return rate_; }
+    int channels() const { return channels_; }
+    // Length in frames as the container states it; 0 when unknown.
+    std::int64_t lengthFrames() const { return lengthFrames_; }
+
+    // Decodes from `startFrame` (exactly: earlier frames of the block it lands in are dropped)
+    // to the end into `ring`, waiting for room as needed, then marks the ring's end of input.
+    // Returns early, without marking the end, once `cancel` is set.
+    void run(std::int64_t startFrame, SampleRing& ring, const std::atomic<bool>& cancel);
+
+private:
+    struct Handles;
+    explicit AudioDecoder(std::unique_ptr<Handles> handles);
+    // Converts the decoder's current frame and queues the part from `startFrame` on; false when
+    // cancelled.
+    bool deliver(std::int64_t startFrame, SampleRing& ring, const std::atomic<bool>& cancel);
+
+    std::unique_ptr<Handles> h_;
+    int rate_ = 0;
+    int channels_ = 0;
+    std::int64_t lengthFrames_ = 0;
+    std::int64_t nextFrame_ = 0;
+};
+
+}  // namespace sonvale

@@ -1,0 +1,106 @@
+#pragma once
+
+#include <QString>
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+class QObject;
+
+namespace sonvale {
+
+class AudioDecoder;
+class PulseOutput;
+class SampleRing;
+
+// Plays one audio file at a time on the sound server's default output: the file is decoded
+// from a start time to its end on a decoder thread and played through one stream, at the
+// file's own sample rate and channel count.
+//
+// States: empty (no file), loaded (file open, sound off), playing, paused, ended (everything
+// played out; onFinished called). open() moves any state to loaded, stop() to empty; seek()
+// keeps playing or paused. When the output goes away (its device removed, the server
+// restarted, the stream suspended) playback goes on from the same position on whatever is the
+// default output then, and a paused engine stays paused.
+//
+// Threads: make the engine and call every member on the main thread (the QCoreApplication's),
+// whose event loop must run for onFinished and the output changes to be handled.
+class AudioEngine {
+public:
+    AudioEngine();
+    ~AudioEngine();
+    AudioEngine(const AudioEngine&) = delete;
+    AudioEngine& operator=(const AudioEngine&) = delete;
+
+    // Called on the main thread once the part played since the last open or seek has been heard
+    // to its end; never for a part that was stopped, replaced by a seek or by another open.
+    std::function<void()> onFinished;
+
+    // 0.0 to 1.0, initially 1.0; applied at once to a connected output, otherwise on the next play.
+    float volume() const { return volume_; }
+    void setVolume(float volume);
+
+    // The playing position in seconds: the position sound has reached while playing, otherwise
+    // the last one known.
+    double elapsed();
+
+    // Replaces the file and makes it ready to play from its start, without starting sound. On
+    // failure returns false with the reason in `error`; the former file, if any, stays open but
+    // has nothing scheduled.
+    bool open(const QString& path, QString* error = nullptr);
+    // Starts or resumes sound; nothing when nothing is scheduled. When the sound server cannot
+    // be reached, logs "Audio engine failed to start: ..." and stays silent until the next play.
+    void play();
+    // Keeps the position, stops sound.
+    void pause();
+    // Forgets the file and the position.
+    void stop();
+    // Moves to `seconds` in the current file, playing on if it was playing. Nothing happens
+    // without a file or when the position is at or past the end.
+    void seek(double seconds);
+
+    bool isPlaying() const { return shouldPlay && outputConnected; }
+    bool hasFile() const { return file != nullptr; }
+
+private:
+    struct Segment {
+        std::int64_t startFrame = 0;
+        std::uint32_t frameCount = 0;
+    };
+    Segment segment(double start) const;
+    bool schedule(double start);
+    // Stops the decoder and silences and empties the output; no onFinished comes from it.
+    void stopNode();
+    void joinDecoder();
+    // The output went away or changed (main thread, through the event loop).
+    void configurationChanged(std::uint64_t outputId);
+    void finished(std::uint64_t generation);
+    void reportUnderruns();
+
+    float volume_ = 1.0f;
+    std::unique_ptr<SampleRing> ring;
+    std::unique_ptr<PulseOutput> output;
+    std::unique_ptr<AudioDecoder> file;
+    bool outputConnected = false;
+    bool scheduled = false;
+    bool shouldPlay = false;
+    double anchor = 0;
+    double lastElapsed = 0;
+    // Lives on the main thread; the audio thread posts its events to it.
+    std::unique_ptr<QObject> context;
+    std::mutex stoppingLock;
+    bool stopping_ = false;
+
+    std::thread decoder;
+    std::atomic<bool> cancelDecoding{false};
+    // Counts schedules, so that an end reported for a replaced part is dropped.
+    std::atomic<std::uint64_t> generation{0};
+    std::uint64_t outputId = 0;
+    std::uint64_t reportedUnderruns = 0;
+};
+
+}  // namespace sonvale

@@ -1,0 +1,282 @@
+#include "PulseOutput.h"
+
+#include "SampleRing.h"
+
+#include <pulse/pulseaudio.h>
+
+#include <algorithm>
+
+namespace sonvale {
+
+namespace {
+
+constexpr pa_usec_t kTargetLatency = 150 * PA_USEC_PER_MSEC;
+// The stream only asks for data when the server's buffer has room; this tick also feeds it
+// when the decoder was late at the last request, and notices the end of the input.
+constexpr pa_usec_t kTick = 10 * PA_USEC_PER_MSEC;
+
+struct MainloopFreer {
+    void operator()(pa_threaded_mainloop* m) const {
+        pa_threaded_mainloop_stop(m);
+        pa_threaded_mainloop_free(m);
+    }
+};
+struct ContextFreer {
+    void operator()(pa_context* c) const {
+        pa_context_set_state_callback(c, nullptr, nullptr);
+        pa_context_disconnect(c);
+        pa_context_unref(c);
+    }
+};
+struct StreamFreer {
+    void operator()(pa_stream* s) const {
+        pa_stream_set_state_callback(s, nullptr, nullptr);
+        pa_stream_set_suspended_callback(s, nullptr, nullptr);
+        pa_stream_set_moved_callback(s, nullptr, nullptr);
+        pa_stream_set_write_callback(s, nullptr, nullptr);
+        pa_stream_set_underflow_callback(s, nullptr, nullptr);
+        pa_stream_disconnect(s);
+        pa_stream_unref(s);
+    }
+};
+
+class MainloopLock {
+public:
+    explicit MainloopLock(pa_threaded_mainloop* m) : m_(m) { pa_threaded_mainloop_lock(m_); }
+    ~MainloopLock() { pa_threaded_mainloop_unlock(m_); }
+    MainloopLock(const MainloopLock&) = delete;
+    MainloopLock& operator=(const MainloopLock&) = delete;
+
+private:
+    pa_threaded_mainloop* m_;
+};
+
+void signalDone(pa_stream*, int, void* mainloop) {
+    pa_threaded_mainloop_signal(static_cast<pa_threaded_mainloop*>(mainloop), 0);
+}
+
+QString contextError(pa_context* c) {
+    return QString::fromUtf8(pa_strerror(c ? pa_context_errno(c) : PA_ERR_INTERNAL));
+}
+
+}  // namespace
+
+struct PulseOutput::Handles {
+    std::unique_ptr<pa_threaded_mainloop, MainloopFreer> mainloop;
+    std::unique_ptr<pa_context, ContextFreer> context;
+    std::unique_ptr<pa_stream, StreamFreer> stream;
+    pa_time_event* timer = nullptr;
+    pa_operation* drain = nullptr;
+    bool ready = false;
+};
+
+PulseOutput::PulseOutput(int sampleRate, int channels, SampleRing& ring, Listener listener)
+    : h_(std::make_unique<Handles>()), rate_(sampleRate), channels_(channels), ring_(ring),
+      listener_(std::move(listener)) {}
+
+PulseOutput::~PulseOutput() {
+    if (!h_->mainloop) return;
+    {
+        MainloopLock lock(h_->mainloop.get());
+        h_->ready = false;
+        if (h_->drain) {
+            pa_operation_cancel(h_->drain);
+            pa_operation_unref(h_->drain);
+        }
+        if (h_->timer) pa_threaded_mainloop_get_api(h_->mainloop.get())->time_free(h_->timer);
+        h_->stream.reset();
+        h_->context.reset();
+    }
+    h_->mainloop.reset();
+}
+
+std::unique_ptr<PulseOutput> PulseOutput::create(int sampleRate, int channels, float volume, SampleRing& ring,
+                                                 Listener listener, QString* error) {
+    std::unique_ptr<PulseOutput> out(new PulseOutput(sampleRate, channels, ring, std::move(listener)));
+    if (!out->connect(volume, error)) return nullptr;
+    return out;
+}
+
+bool PulseOutput::connect(float volume, QString* error) {
+    auto fail = [&](const QString& why) {
+        if (error) *error = why;
+        return false;
+    };
+    pa_sample_spec spec{PA_SAMPLE_FLOAT32NE, static_cast<std::uint32_t>(rate_), static_cast<std::uint8_t>(channels_)};
+    pa_channel_map map;
+    if (channels_ > static_cast<int>(PA_CHANNELS_MAX) || !pa_sample_spec_valid(&spec) ||
+        !pa_channel_map_init_extend(&map, spec.channels, PA_CHANNEL_MAP_WAVEEX))
+        return fail(QString::fromUtf8(pa_strerror(PA_ERR_NOTSUPPORTED)));
+    h_->mainloop.reset(pa_threaded_mainloop_new());
+    if (!h_->mainloop || pa_threaded_mainloop_start(h_->mainloop.get()) < 0)
+        return fail(QString::fromUtf8(pa_strerror(PA_ERR_INTERNAL)));
+    pa_threaded_mainloop* m = h_->mainloop.get();
+    MainloopLock lock(m);
+    h_->context.reset(pa_context_new(pa_threaded_mainloop_get_api(m), "Sonvale"));
+    pa_context* c = h_->context.get();
+    if (!c) return fail(contextError(nullptr));
+    pa_context_set_state_callback(c, &PulseOutput::onContextState, this);
+    if (pa_context_connect(c, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0) return fail(contextError(c));
+    for (pa_context_state_t st; (st = pa_context_get_state(c)) != PA_CONTEXT_READY;) {
+        if (!PA_CONTEXT_IS_GOOD(st)) return fail(contextError(c));
+        pa_threaded_mainloop_wait(m);
+    }
+
+    h_->stream.reset(pa_stream_new(c, "Playback", &spec, &map));
+    pa_stream* s = h_->stream.get();
+    if (!s) return fail(contextError(c));
+    pa_stream_set_state_callback(s, &PulseOutput::onStreamEvent, this);
+    pa_stream_set_suspended_callback(s, &PulseOutput::onStreamEvent, this);
+    pa_stream_set_moved_callback(s, &PulseOutput::onMoved, this);
+    pa_stream_set_write_callback(s, &PulseOutput::onWrite, this);
+    pa_stream_set_underflow_callback(s, &PulseOutput::onUnderflow, this);
+    pa_buffer_attr attr{static_cast<std::uint32_t>(-1), static_cast<std::uint32_t>(pa_usec_to_bytes(kTargetLatency, &spec)),
+                        static_cast<std::uint32_t>(-1), static_cast<std::uint32_t>(-1), static_cast<std::uint32_t>(-1)};
+    pa_cvolume cv;
+    pa_cvolume_set(&cv, spec.channels, pa_sw_volume_from_linear(std::clamp(volume, 0.0f, 1.0f)));
+    const auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_START_CORKED | PA_STREAM_INTERPOLATE_TIMING |
+                                                      PA_STREAM_AUTO_TIMING_UPDATE | PA_STREAM_ADJUST_LATENCY);
+    if (pa_stream_connect_playback(s, nullptr, &attr, flags, &cv, nullptr) < 0) return fail(contextError(c));
+    for (pa_stream_state_t st; (st = pa_stream_get_state(s)) != PA_STREAM_READY;) {
+        if (!PA_STREAM_IS_GOOD(st)) return fail(contextError(c));
+        pa_threaded_mainloop_wait(m);
+    }
+    h_->timer = pa_context_rttime_new(c, pa_rtclock_now() + kTick, &PulseOutput::onTimer, this);
+    h_->ready = true;
+    return true;
+}
+
+bool PulseOutput::waitFor(pa_operation* op) {
+    if (!op) return false;
+    while (pa_operation_get_state(op) == PA_OPERATION_RUNNING) pa_threaded_mainloop_wait(h_->mainloop.get());
+    const bool done = pa_operation_get_state(op) == PA_OPERATION_DONE;
+    pa_operation_unref(op);
+    return done;
+}
+
+void PulseOutput::setCorked(bool corked) {
+    MainloopLock lock(h_->mainloop.get());
+    if (!h_->ready || lost_) return;
+    waitFor(pa_stream_cork(h_->stream.get(), corked ? 1 : 0, &signalDone, h_->mainloop.get()));
+}
+
+void PulseOutput::flush() {
+    MainloopLock lock(h_->mainloop.get());
+    if (h_->drain) {
+        pa_operation_cancel(h_->drain);
+        pa_operation_unref(h_->drain);
+        h_->drain = nullptr;
+    }
+    draining_ = false;
+    ring_.reset();
+    playedUsec_.store(0, std::memory_order_relaxed);
+    if (!h_->ready || lost_) return;
+    pa_stream* s = h_->stream.get();
+    waitFor(pa_stream_flush(s, &signalDone, h_->mainloop.get()));
+    waitFor(pa_stream_update_timing_info(s, &signalDone, h_->mainloop.get()));
+    // New audio starts where the server's read position now stands.
+    pa_usec_t now = 0;
+    baseUsec_ = pa_stream_get_time(s, &now) == 0 ? static_cast<std::int64_t>(now) : 0;
+}
+
+void PulseOutput::setVolume(float volume) {
+    MainloopLock lock(h_->mainloop.get());
+    if (!h_->ready || lost_) return;
+    pa_cvolume cv;
+    pa_cvolume_set(&cv, static_cast<std::uint8_t>(channels_), pa_sw_volume_from_linear(std::clamp(volume, 0.0f, 1.0f)));
+    pa_operation* op = pa_context_set_sink_input_volume(h_->context.get(), pa_stream_get_index(h_->stream.get()), &cv,
+                                                        nullptr, nullptr);
+    if (op) pa_operation_unref(op);
+}
+
+double PulseOutput::playedSeconds() {
+    MainloopLock lock(h_->mainloop.get());
+    notePlayed();
+    return static_cast<double>(playedUsec_.load(std::memory_order_relaxed)) / 1e6;
+}
+
+void PulseOutput::notePlayed() {
+    pa_usec_t now = 0;
+    if (!h_->ready || lost_ || pa_stream_get_time(h_->stream.get(), &now) != 0) return;
+    playedUsec_.store(std::max<std::int64_t>(0, static_cast<std::int64_t>(now) - baseUsec_), std::memory_order_relaxed);
+}
+
+void PulseOutput::fill(std::size_t bytes) {
+    pa_stream* s = h_->stream.get();
+    const std::size_t frameBytes = sizeof(float) * static_cast<std::size_t>(channels_);
+    while (bytes >= frameBytes) {
+        const std::size_t available = ring_.readable() / static_cast<std::size_t>(channels_) * frameBytes;
+        if (available == 0) break;
+        void* data = nullptr;
+        std::size_t size = std::min(bytes, available);
+        if (pa_stream_begin_write(s, &data, &size) < 0 || !data) break;
+        size = std::min(size, available) / frameBytes * frameBytes;
+        if (size == 0) {
+            pa_stream_cancel_write(s);
+            break;
+        }
+        ring_.pop(static_cast<float*>(data), size / sizeof(float));
+        if (pa_stream_write(s, data, size, nullptr, 0, PA_SEEK_RELATIVE) < 0) break;
+        bytes -= size;
+    }
+    if (!draining_ && ring_.endOfInput() && ring_.readable() < static_cast<std::size_t>(channels_)) {
+        draining_ = true;
+        h_->drain = pa_stream_drain(s, &PulseOutput::onDrained, this);
+    }
+}
+
+void PulseOutput::onWrite(pa_stream*, std::size_t bytes, void* self) {
+    auto* out = static_cast<PulseOutput*>(self);
+    if (out->h_->ready && !out->lost_) out->fill(bytes);
+}
+
+void PulseOutput::onTimer(pa_mainloop_api*, pa_time_event* e, const timeval*, void* self) {
+    auto* out = static_cast<PulseOutput*>(self);
+    if (out->h_->ready && !out->lost_) {
+        const std::size_t writable = pa_stream_writable_size(out->h_->stream.get());
+        if (writable != static_cast<std::size_t>(-1)) out->fill(writable);
+        out->notePlayed();
+    }
+    pa_context_rttime_restart(out->h_->context.get(), e, pa_rtclock_now() + kTick);
+}
+
+void PulseOutput::onDrained(pa_stream*, int success, void* self) {
+    auto* out = static_cast<PulseOutput*>(self);
+    if (out->h_->drain) {
+        pa_operation_unref(out->h_->drain);
+        out->h_->drain = nullptr;
+    }
+    if (success && out->h_->ready) out->listener_(Event::Finished);
+}
+
+void PulseOutput::onUnderflow(pa_stream*, void* self) {
+    auto* out = static_cast<PulseOutput*>(self);
+    if (!out->ring_.endOfInput()) out->underruns_.fetch_add(1, std::memory_order_relaxed);
+}
+
+void PulseOutput::onStreamEvent(pa_stream* s, void* self) {
+    auto* out = static_cast<PulseOutput*>(self);
+    pa_threaded_mainloop_signal(out->h_->mainloop.get(), 0);
+    const pa_stream_state_t state = pa_stream_get_state(s);
+    const bool gone = !PA_STREAM_IS_GOOD(state) || (state == PA_STREAM_READY && pa_stream_is_suspended(s) == 1);
+    if (gone && out->h_->ready && !out->lost_) {
+        out->lost_ = true;
+        out->listener_(Event::Lost);
+    }
+}
+
+void PulseOutput::onMoved(pa_stream*, void* self) {
+    auto* out = static_cast<PulseOutput*>(self);
+    if (out->h_->ready && !out->lost_) out->listener_(Event::Moved);
+}
+
+void PulseOutput::onContextState(pa_context* c, void* self) {
+    auto* out = static_cast<PulseOutput*>(self);
+    pa_threaded_mainloop_signal(out->h_->mainloop.get(), 0);
+    if (!PA_CONTEXT_IS_GOOD(pa_context_get_state(c)) && out->h_->ready && !out->lost_) {
+        out->lost_ = true;
+        out->listener_(Event::Lost);
+    }
+}
+
+}  // namespace sonvale
