@@ -1,0 +1,172 @@
+#include "Player.h"
+
+#include "DB.h"
+#include "PlayerLog.h"
+#include "Preferences.h"
+#include "Queues.h"
+
+#include <limits>
+
+namespace sonvale {
+
+Player::Player(std::shared_ptr<DB> db, Preferences& preferences, Queues& queues)
+    : db_(std::move(db)),
+      preferences_(preferences),
+      queues_(queues),
+      playbackMode_(preferences.playbackMode),
+      alive_(std::make_shared<std::atomic<bool>>(true)) {
+    // The engine is a member: its callback cannot outlive the player.
+    engine_.onFinished = [this] { trackFinished(); };
+    engine_.setVolume(preferences_.volume);
+    restore();
+}
+
+Player::~Player() {
+    alive_->store(false);
+    queues_.artwork.waitUntilAllOperationsAreFinished();
+}
+
+void Player::setPlaybackMode(PlaybackMode mode) {
+    playbackMode_ = mode;
+    preferences_.playbackMode = mode;
+    preferences_.save();
+    post([this] { emit playbackModeChanged(); });
+}
+
+void Player::setVolume(float volume) {
+    engine_.setVolume(volume);
+    preferences_.volume = engine_.volume();
+}
+
+bool Player::makeCurrent(const PlaylistItemRef& item) {
+    const QString& path = item->track()->path;
+    QString error;
+    if (!engine_.open(path, &error)) {
+        qCWarning(lcPlayer, "Cannot play %s: %s", qUtf8Printable(path), qUtf8Printable(error));
+        playlist_.setCurrent(nullptr);
+        return false;
+    }
+    playlist_.setCurrent(item);
+    post([this, item] { emit trackSetup(item); });
+    refreshInBackground({item}, true);
+    return true;
+}
+
+void Player::playItem(const PlaylistItemRef& item, bool restart) {
+    const PlaylistItemRef former = playlist_.current();
+    if (former && *former == *item) {
+        if (restart) seek(false, 0.0);
+    } else if (makeCurrent(item)) {
+        post([this, former] { emit trackChanged(former); });
+    }
+    const PlaylistItemRef current = playlist_.current();
+    if (!current) {
+        stop();
+        return;
+    }
+    engine_.play();
+    if (!playing_) {
+        playing_ = true;
+        post([this] { emit playbackStarted(); });
+    }
+    if (previous_ != current) previous_ = current;
+}
+
+bool Player::play() {
+    const PlaylistItemRef current = playlist_.current();
+    if (!current) return false;
+    playItem(current, false);
+    return true;
+}
+
+void Player::pause() {
+    if (!playing_) return;
+    engine_.pause();
+    playing_ = false;
+    post([this] { emit playbackPaused(); });
+}
+
+void Player::togglePlayPause() {
+    if (playing_) {
+        pause();
+    } else {
+        play();
+    }
+}
+
+void Player::stop() {
+    engine_.stop();
+    playing_ = false;
+    previous_.reset();
+    playlist_.setCurrent(nullptr);
+    post([this] { emit playbackStopped(); });
+}
+
+void Player::playNext() { carryOut(order_.next(playlist_, playbackMode_)); }
+
+void Player::playPrevious() {
+    Move move;
+    {
+        // The shuffle rule drops the history's last entry.
+        const std::lock_guard lock(playlistLock);
+        move = order_.previous(playlist_, playbackMode_);
+    }
+    carryOut(move);
+}
+
+void Player::trackFinished() { carryOut(order_.finished(playlist_, playbackMode_)); }
+
+void Player::advanceNormal() { carryOut(order_.advanceNormal(playlist_)); }
+
+void Player::advanceRepeatAll() { carryOut(order_.advanceRepeatAll(playlist_)); }
+
+void Player::advanceShuffle() { carryOut(order_.advanceShuffle(playlist_)); }
+
+void Player::carryOut(const Move& move) {
+    switch (move.kind) {
+    case Move::Kind::Nothing: return;
+    case Move::Kind::Stop: stop(); return;
+    case Move::Kind::GoTo: goTo(move.item, move.addToHistory); return;
+    case Move::Kind::Restart:
+        seek(false, 0.0);
+        engine_.play();
+        return;
+    }
+}
+
+void Player::goTo(const PlaylistItemRef& item, bool addToHistory) {
+    const PlaylistItemRef former = playlist_.current();
+    if (!makeCurrent(item)) {
+        stop();
+        return;
+    }
+    if (addToHistory) {
+        const std::lock_guard lock(playlistLock);
+        order_.remember(item);
+    }
+    if (playing_) engine_.play();
+    post([this, former] { emit trackChanged(former); });
+}
+
+void Player::seek(bool relative, double seconds) {
+    const PlaylistItemRef current = playlist_.current();
+    if (!current) return;
+    // Until its metadata is read a track has no known end, and no relative seek runs past it.
+    const double duration = current->track()->duration > 0 ? current->track()->duration
+                                                          : std::numeric_limits<double>::infinity();
+    const SeekStep step = PlaybackOrder::seek(relative, seconds, engine_.elapsed(), duration);
+    switch (step.kind) {
+    case SeekStep::Kind::Previous: playPrevious(); return;
+    case SeekStep::Kind::Finished: trackFinished(); return;
+    case SeekStep::Kind::SeekTo:
+        engine_.seek(step.target);
+        post([this, current] { emit seek(current); });
+        return;
+    }
+}
+
+void Player::post(std::function<void()> call) {
+    QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection);
+}
+
+}  // namespace sonvale

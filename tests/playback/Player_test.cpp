@@ -1,0 +1,236 @@
+#include "Player.h"
+
+#include "DB.h"
+#include "LibraryTestSupport.h"
+#include "LogCapture.h"
+#include "MediaFactory.h"
+#include "Preferences.h"
+#include "Queues.h"
+
+#include <QFileInfo>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+
+using namespace sonvale;
+
+namespace {
+
+constexpr double kToneSeconds = 0.4;
+
+bool soundServerRuns() {
+    if (qEnvironmentVariableIsEmpty("PULSE_SERVER")) return false;
+    QProcess p;
+    p.start(QStringLiteral("pactl"), {QStringLiteral("info")});
+    return p.waitForFinished(10000) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
+}
+
+class PlayerTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!soundServerRuns()) GTEST_SKIP() << "no sound server (run through scripts/with-pulseaudio.sh)";
+        Preferences reset;
+        reset.playbackMode = PlaybackMode::Normal;
+        reset.currentPlaylistItem = 0;
+        ASSERT_TRUE(reset.save());
+        for (const char* name : {"a", "b", "c"}) {
+            paths_.append(media_.ffmpeg(QString::fromLatin1(name) + QStringLiteral(".flac"),
+                                        {QStringLiteral("-c:a"), QStringLiteral("flac")}, kToneSeconds));
+            ASSERT_FALSE(paths_.last().isEmpty());
+        }
+        makePlayer();
+    }
+
+    void makePlayer() {
+        player_.reset();
+        preferences_ = std::make_unique<Preferences>();
+        player_ = std::make_unique<Player>(std::make_shared<DB>(dataDir_.path()), *preferences_, queues_);
+        setups_.clear();
+        stops_ = 0;
+        seeks_ = 0;
+        QObject::connect(player_.get(), &Player::trackSetup, [this](const PlaylistItemRef& item) { setups_.append(item); });
+        QObject::connect(player_.get(), &Player::playbackStopped, [this] { ++stops_; });
+        QObject::connect(player_.get(), qOverload<PlaylistItemRef>(&Player::seek), [this](const PlaylistItemRef&) { ++seeks_; });
+    }
+
+    // Opens the three tones and plays the first in `mode`.
+    void start(PlaybackMode mode) {
+        player_->setPlaybackMode(mode);
+        items_ = player_->open(paths_, false);
+        ASSERT_EQ(items_.size(), 3);
+        player_->playItem(items_[0], false);
+    }
+
+    QStringList setupPaths() const {
+        QStringList out;
+        for (const PlaylistItemRef& item : setups_) out.append(QFileInfo(item->track()->path).baseName());
+        return out;
+    }
+    // Until the background refresh has read every item's duration.
+    bool metadataLoaded() {
+        return spinUntil([this] {
+            return std::all_of(items_.cbegin(), items_.cend(), [](const PlaylistItemRef& item) { return item->track()->duration > 0; });
+        }, 10);
+    }
+    bool stopped(double seconds = 5) { return spinUntil([this] { return stops_ > 0; }, seconds); }
+
+    MediaFactory media_;
+    QTemporaryDir dataDir_;
+    Queues queues_;
+    std::unique_ptr<Preferences> preferences_;
+    std::unique_ptr<Player> player_;
+    QStringList paths_;
+    QList<PlaylistItemRef> items_;
+    QList<PlaylistItemRef> setups_;
+    int stops_ = 0;
+    int seeks_ = 0;
+};
+
+TEST_F(PlayerTest, NormalPlaysToTheLastTrackAndSingleStopsAfterOne) {
+    start(PlaybackMode::Normal);
+    ASSERT_TRUE(stopped());
+    EXPECT_EQ(setupPaths(), QStringList({"a", "b", "c"}));
+    EXPECT_EQ(player_->current(), nullptr);
+    EXPECT_FALSE(player_->isPlaying());
+    EXPECT_EQ(player_->recent(), QList<PlaylistItemRef>({items_[1], items_[2]}));
+
+    makePlayer();
+    start(PlaybackMode::Single);
+    ASSERT_TRUE(stopped());
+    spinUntil([] { return false; }, kToneSeconds);
+    EXPECT_EQ(setupPaths(), QStringList({"a"}));
+    EXPECT_EQ(player_->current(), nullptr);
+}
+
+TEST_F(PlayerTest, RepeatAllWrapsAndRepeatOneRestartsInPlace) {
+    start(PlaybackMode::RepeatAll);
+    ASSERT_TRUE(spinUntil([this] { return setups_.size() >= 4; }, 5));
+    EXPECT_EQ(setupPaths().mid(0, 4), QStringList({"a", "b", "c", "a"}));
+    EXPECT_TRUE(player_->isPlaying());
+    EXPECT_EQ(stops_, 0);
+
+    player_->setPlaybackMode(PlaybackMode::RepeatOne);
+    const PlaylistItemRef current = player_->current();
+    const qsizetype history = player_->recent().size();
+    const int setups = setups_.size();
+    ASSERT_TRUE(spinUntil([this] { return seeks_ >= 2; }, 5));
+    EXPECT_EQ(player_->current(), current);
+    EXPECT_EQ(player_->recent().size(), history);
+    EXPECT_EQ(setups_.size(), setups);
+    EXPECT_TRUE(player_->isPlaying());
+}
+
+TEST_F(PlayerTest, ShuffleNeverDrawsTheLastTwoRemembered) {
+    start(PlaybackMode::Shuffle);
+    ASSERT_TRUE(spinUntil([this] { return setups_.size() >= 5; }, 8));
+    // The first draw has no history; from the third on, the two before are excluded.
+    for (int i = 1; i + 2 < 5; ++i) {
+        EXPECT_NE(setups_[i], setups_[i + 1]);
+        EXPECT_NE(setups_[i], setups_[i + 2]);
+        EXPECT_NE(setups_[i + 1], setups_[i + 2]);
+    }
+    EXPECT_EQ(player_->recent().mid(0, 4), setups_.mid(1, 4));
+}
+
+TEST_F(PlayerTest, NextAndPreviousStepThroughThePlaylistAndSeekFallsBackOnThem) {
+    start(PlaybackMode::Normal);
+    player_->pause();
+    player_->playPrevious();  // on the first item: nothing
+    EXPECT_EQ(player_->current(), items_[0]);
+    player_->playNext();
+    player_->playNext();
+    EXPECT_EQ(player_->current(), items_[2]);
+    EXPECT_FALSE(player_->isPlaying());
+    player_->playPrevious();
+    EXPECT_EQ(player_->current(), items_[1]);
+    EXPECT_EQ(player_->recent(), QList<PlaylistItemRef>({items_[1], items_[2], items_[1]}));
+    EXPECT_EQ(player_->previous(), items_[0]);  // only playItem sets it
+
+    ASSERT_TRUE(metadataLoaded());
+    player_->seek(true, -15);
+    EXPECT_EQ(player_->current(), items_[0]);
+    player_->seek(true, 15);
+    EXPECT_EQ(player_->current(), items_[1]);
+    player_->seek(false, 0.2);
+    EXPECT_NEAR(player_->elapsed(), 0.2, 0.01);
+
+    player_->setPlaybackMode(PlaybackMode::Single);
+    player_->playNext();
+    EXPECT_EQ(player_->current(), nullptr);
+    EXPECT_EQ(player_->previous(), nullptr);
+}
+
+TEST_F(PlayerTest, TwoItemsOfOneFileAreDistinctEntries) {
+    const QList<PlaylistItemRef> items = player_->open({paths_[0], paths_[0]}, false);
+    ASSERT_EQ(items.size(), 2);
+    EXPECT_NE(items[0]->uuid(), items[1]->uuid());
+    player_->playItem(items[0], false);
+    ASSERT_TRUE(spinUntil([&] { return player_->current() == items[1]; }, 5));
+    player_->removeItems({items[0]});
+    EXPECT_EQ(player_->playlist().items, QList<PlaylistItemRef>({items[1]}));
+    EXPECT_EQ(player_->current(), items[1]);
+    EXPECT_EQ(player_->recent(), QList<PlaylistItemRef>({items[1]}));
+}
+
+TEST_F(PlayerTest, RemovedCurrentItemStaysUntilTheNextMove) {
+    start(PlaybackMode::Normal);
+    player_->pause();
+    player_->playNext();
+    player_->removeItems({items_[1]});
+    EXPECT_EQ(player_->current(), items_[1]);
+    EXPECT_TRUE(player_->hasNext());
+    EXPECT_TRUE(player_->recent().isEmpty());
+    player_->playPrevious();  // not in the playlist any more: nothing
+    EXPECT_EQ(player_->current(), items_[1]);
+    player_->playNext();
+    EXPECT_EQ(player_->current(), nullptr);
+}
+
+TEST_F(PlayerTest, UnplayableFileIsLoggedAndStopsPlayback) {
+    const QString broken = media_.write(QStringLiteral("broken.flac"), QByteArray("fLaC but not really", 19));
+    LogCapture log;
+    const QList<PlaylistItemRef> items = player_->open({paths_[0], broken, paths_[1]}, false);
+    ASSERT_EQ(items.size(), 3);
+    player_->playItem(items[0], false);
+    ASSERT_TRUE(stopped());
+    spinUntil([] { return false; }, kToneSeconds);
+    EXPECT_EQ(LogCapture::count(QStringLiteral("Cannot play ") + broken + QStringLiteral(": ")), 1);
+    EXPECT_EQ(setupPaths(), QStringList({"a"}));
+    EXPECT_EQ(player_->current(), nullptr);
+    EXPECT_FALSE(player_->isPlaying());
+
+    player_->playItem(items[1], false);
+    EXPECT_EQ(player_->current(), nullptr);
+    EXPECT_FALSE(player_->isPlaying());
+}
+
+TEST_F(PlayerTest, PlaylistMetadataAndCurrentItemSurviveARestart) {
+    int loaded = 0;
+    QObject::connect(player_.get(), &Player::metaLoaded, [&](const PlaylistItemRef&) { ++loaded; });
+    start(PlaybackMode::RepeatAll);
+    player_->pause();
+    player_->playNext();
+    ASSERT_TRUE(spinUntil([&] { return loaded >= 3; }, 10));
+    EXPECT_NEAR(items_[2]->track()->duration, kToneSeconds, 0.05);
+    ASSERT_TRUE(player_->savePlaylist());
+
+    makePlayer();
+    QStringList restored;
+    for (const PlaylistItemRef& item : player_->playlist().items) restored.append(item->track()->path);
+    EXPECT_EQ(restored, paths_);
+    ASSERT_NE(player_->current(), nullptr);
+    EXPECT_EQ(player_->current()->track()->path, paths_[1]);
+    EXPECT_NEAR(player_->current()->track()->duration, kToneSeconds, 0.05);
+    EXPECT_EQ(player_->playbackMode(), PlaybackMode::RepeatAll);
+    EXPECT_FALSE(player_->isPlaying());
+    ASSERT_TRUE(spinUntil([this] { return setups_.size() == 1; }, 5));
+    EXPECT_TRUE(player_->play());
+    ASSERT_TRUE(spinUntil([this] { return setups_.size() == 2; }, 5));
+    EXPECT_EQ(player_->current()->track()->path, paths_[2]);
+}
+
+}  // namespace
