@@ -2,6 +2,7 @@
 
 #include "DB.h"
 #include "FoldersCommand.h"
+#include "PlayCommand.h"
 #include "RemoveCommand.h"
 #include "ScanCommand.h"
 #include "SearchCommand.h"
@@ -50,6 +51,13 @@ constexpr std::array kCommands = {
             "Removes the library folder FOLDER; its tracks leave the search. Exits with 1 when FOLDER\n"
             "      is not a library folder.",
             &RemoveCommand::run},
+    Command{"play", "play [--mode normal|repeat-all|repeat-one|shuffle|single] PATH...",
+            "Opens the files, folders and M3U playlists as the player does and plays them in the\n"
+            "      mode (normal when none is given; the saved mode stays), printing position, path and\n"
+            "      seconds, tab-separated, whenever a track starts. On a terminal: space pauses or\n"
+            "      resumes, n and p go to the next and previous track, the left and right arrows seek\n"
+            "      15 seconds, q quits. Exits when playback stops; with 1 when nothing could be played.",
+            &PlayCommand::run},
 };
 
 int usageError(FILE* err, const QString& message) {
