@@ -29,6 +29,13 @@ AudioEngine::~AudioEngine() {
     output.reset();
 }
 
+std::optional<std::chrono::steady_clock::time_point> AudioEngine::firstOutputTime() const {
+    const std::int64_t ns = output ? output->firstWriteNs() : 0;
+    if (ns == 0) return std::nullopt;
+    return std::chrono::steady_clock::time_point(
+        std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::nanoseconds(ns)));
+}
+
 void AudioEngine::setVolume(float volume) {
     volume_ = std::clamp(volume, 0.0f, 1.0f);
     if (outputConnected && output) output->setVolume(volume_);

@@ -3,10 +3,12 @@
 #include <QString>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 class QObject;
@@ -65,6 +67,10 @@ public:
 
     bool isPlaying() const { return shouldPlay && outputConnected; }
     bool hasFile() const { return file != nullptr; }
+
+    // Diagnostics (latency measurements): when the first samples of the part scheduled by the
+    // last open or seek were handed to the output; nullopt until then or without an output.
+    std::optional<std::chrono::steady_clock::time_point> firstOutputTime() const;
 
 private:
     struct Segment {

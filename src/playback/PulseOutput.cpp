@@ -5,6 +5,7 @@
 #include <pulse/pulseaudio.h>
 
 #include <algorithm>
+#include <chrono>
 
 namespace sonvale {
 
@@ -170,6 +171,7 @@ void PulseOutput::flush() {
     draining_ = false;
     ring_.reset();
     playedUsec_.store(0, std::memory_order_relaxed);
+    firstWriteNs_.store(0, std::memory_order_relaxed);
     if (!h_->ready || lost_) return;
     pa_stream* s = h_->stream.get();
     waitFor(pa_stream_flush(s, &signalDone, h_->mainloop.get()));
@@ -217,6 +219,11 @@ void PulseOutput::fill(std::size_t bytes) {
         }
         ring_.pop(static_cast<float*>(data), size / sizeof(float));
         if (pa_stream_write(s, data, size, nullptr, 0, PA_SEEK_RELATIVE) < 0) break;
+        if (firstWriteNs_.load(std::memory_order_relaxed) == 0)
+            firstWriteNs_.store(std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                   std::chrono::steady_clock::now().time_since_epoch())
+                                   .count(),
+                               std::memory_order_relaxed);
         bytes -= size;
     }
     if (!draining_ && ring_.endOfInput() && ring_.readable() < static_cast<std::size_t>(channels_)) {

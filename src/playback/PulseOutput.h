@@ -54,6 +54,9 @@ public:
     double playedSeconds();
     // Times the stream ran dry before the end of its input, since it opened.
     std::uint64_t underruns() const { return underruns_.load(std::memory_order_relaxed); }
+    // Diagnostics: when samples were first handed to the server since the stream opened or was
+    // last flushed, in nanoseconds of std::chrono::steady_clock; 0 before that. Any thread.
+    std::int64_t firstWriteNs() const { return firstWriteNs_.load(std::memory_order_relaxed); }
 
 private:
     struct Handles;
@@ -82,6 +85,7 @@ private:
     bool lost_ = false;
     std::atomic<std::int64_t> playedUsec_{0};
     std::atomic<std::uint64_t> underruns_{0};
+    std::atomic<std::int64_t> firstWriteNs_{0};
 };
 
 }  // namespace sonvale
