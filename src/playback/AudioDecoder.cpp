@@ -1,5 +1,6 @@
 #include "AudioDecoder.h"
 
+#include "AudioProbe.h"
 #include "SampleRing.h"
 
 #include <QFile>
@@ -67,6 +68,7 @@ std::unique_ptr<AudioDecoder> AudioDecoder::open(const QString& path, QString* e
     auto h = std::make_unique<Handles>();
     if (!h->packet || !h->frame) return fail(ffmpegError(AVERROR(ENOMEM)));
     AVFormatContext* format = nullptr;
+    quietenFFmpegLogging();
     int rc = avformat_open_input(&format, QFile::encodeName(path).constData(), nullptr, nullptr);
     if (rc < 0) return fail(ffmpegError(rc));
     h->format.reset(format);

@@ -19,12 +19,6 @@ struct FormatContextCloser {
 };
 using FormatContext = std::unique_ptr<AVFormatContext, FormatContextCloser>;
 
-// A bad file is expected here; FFmpeg's own complaints would only clutter stderr.
-void quietenFFmpeg() {
-    static std::once_flag once;
-    std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
-}
-
 FormatContext openInput(const QByteArray& path) {
     AVFormatContext* raw = nullptr;
     if (avformat_open_input(&raw, path.constData(), nullptr, nullptr) < 0) return nullptr;
@@ -43,8 +37,13 @@ qint64 lengthInFrames(const AVFormatContext& context, const AVStream& stream, in
 
 }  // namespace
 
+void quietenFFmpegLogging() {
+    static std::once_flag once;
+    std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
+}
+
 std::optional<AudioProbe::Format> AudioProbe::probe(const QString& path) {
-    quietenFFmpeg();
+    quietenFFmpegLogging();
     FormatContext context = openInput(QFile::encodeName(path));
     if (!context) return std::nullopt;
     if (avformat_find_stream_info(context.get(), nullptr) < 0) return std::nullopt;

@@ -20,4 +20,8 @@ public:
     static std::optional<Format> probe(const QString& path);
 };
 
+// Turns FFmpeg's own logging off, once per process. Bad and odd files are expected; the
+// program reports what matters itself.
+void quietenFFmpegLogging();
+
 }  // namespace sonvale
