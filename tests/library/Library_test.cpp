@@ -1,7 +1,7 @@
 #include "Library.h"
 
 #include "AudioFiles.h"
-#include "LibraryTestSupport.h"
+#include "EventLoop.h"
 #include "MediaFactory.h"
 #include "SearchOperation.h"
 

@@ -1,4 +1,5 @@
 #include "AudioEngine.h"
+#include "EventLoop.h"
 #include "MediaFactory.h"
 
 #include <QCoreApplication>
@@ -19,34 +20,10 @@ namespace {
 constexpr int kRate = 44100;
 constexpr int kBlock = kRate / 100;  // 10 ms
 
-class ApplicationEnvironment : public testing::Environment {
-public:
-    void SetUp() override { app_ = std::make_unique<QCoreApplication>(argc_, argv_); }
-    void TearDown() override { app_.reset(); }
-
-private:
-    int argc_ = 1;
-    char name_[12] = "engine_test";
-    char* argv_[2] = {name_, nullptr};
-    std::unique_ptr<QCoreApplication> app_;
-};
-
-const testing::Environment* const environment = testing::AddGlobalTestEnvironment(new ApplicationEnvironment);
-
 void spin(double seconds) {
     QElapsedTimer timer;
     timer.start();
     while (timer.elapsed() < seconds * 1000) QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-}
-
-bool spinUntil(const std::function<bool()>& done, double seconds) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!done()) {
-        if (timer.elapsed() > seconds * 1000) return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    }
-    return true;
 }
 
 bool pactl(const QStringList& args, QByteArray* out = nullptr) {

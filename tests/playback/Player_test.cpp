@@ -1,7 +1,7 @@
 #include "Player.h"
 
 #include "DB.h"
-#include "LibraryTestSupport.h"
+#include "EventLoop.h"
 #include "LogCapture.h"
 #include "MediaFactory.h"
 #include "Preferences.h"

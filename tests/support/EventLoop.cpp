@@ -1,4 +1,4 @@
-#include "LibraryTestSupport.h"
+#include "EventLoop.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -16,7 +16,7 @@ public:
 
 private:
     int argc_ = 1;
-    char name_[13] = "library_test";
+    char name_[13] = "sonvale_test";
     char* argv_[2] = {name_, nullptr};
     std::unique_ptr<QCoreApplication> app_;
 };

@@ -5,7 +5,7 @@
 #include <functional>
 #include <ostream>
 
-// The library tests run with a QCoreApplication (made for the whole process), so that calls
+// Tests that link this run with a QCoreApplication (made for the whole process), so that calls
 // queued to the main thread are delivered while a test spins its event loop.
 
 // Processes main-thread events until `done` holds or `seconds` pass; false on time-out.
