@@ -7,6 +7,7 @@
 
 #include <QMetaObject>
 #include <QObject>
+#include <QTimer>
 
 #include <algorithm>
 #include <cmath>
@@ -18,10 +19,18 @@ namespace {
 // Decoded audio kept ahead of the output, in seconds.
 constexpr double kBufferSeconds = 1.0;
 constexpr double kMaxFrameCount = 4294967294.0;
+// After the output was lost while playing, the server may be restarting: try again this often,
+// this many times (10 s in all) before waiting for the user's next play.
+constexpr int kRetryMs = 250;
+constexpr int kRetries = 40;
 
 }  // namespace
 
-AudioEngine::AudioEngine() : context(std::make_unique<QObject>()) {}
+AudioEngine::AudioEngine() : context(std::make_unique<QObject>()) {
+    retryTimer = new QTimer(context.get());
+    retryTimer->setInterval(kRetryMs);
+    QObject::connect(retryTimer, &QTimer::timeout, context.get(), [this] { retryOutput(); });
+}
 
 AudioEngine::~AudioEngine() {
     joinDecoder();
@@ -59,36 +68,56 @@ bool AudioEngine::open(const QString& path, QString* error) {
 void AudioEngine::play() {
     if (!scheduled) return;
     shouldPlay = true;
-    if (!outputConnected) {
-        output.reset();
-        const std::uint64_t id = ++outputId;
-        QObject* target = context.get();
-        auto listener = [this, id, target](PulseOutput::Event event) {
-            // Audio thread: only the stop flag is read here; everything else happens on the
-            // main thread.
-            if (event == PulseOutput::Event::Finished) {
-                {
-                    std::lock_guard lock(stoppingLock);
-                    if (stopping_) return;
-                }
-                const std::uint64_t current = generation.load();
-                QMetaObject::invokeMethod(target, [this, current] { finished(current); }, Qt::QueuedConnection);
-            } else if (event == PulseOutput::Event::Lost) {
-                QMetaObject::invokeMethod(target, [this, id] { configurationChanged(id); }, Qt::QueuedConnection);
-            } else {
-                QMetaObject::invokeMethod(target, [] { qCInfo(lcPlayer, "Audio output moved"); }, Qt::QueuedConnection);
-            }
-        };
-        QString error;
-        output = PulseOutput::create(file->sampleRate(), file->channels(), volume_, *ring, listener, &error);
-        if (!output) {
-            qCCritical(lcPlayer, "Audio engine failed to start: %s", qUtf8Printable(error));
-            return;
-        }
-        outputConnected = true;
-        reportedUnderruns = 0;
-    }
+    if (!outputConnected && !connectOutput(true)) return;
     output->setCorked(false);
+}
+
+bool AudioEngine::connectOutput(bool logFailure) {
+    output.reset();
+    const std::uint64_t id = ++outputId;
+    QObject* target = context.get();
+    auto listener = [this, id, target](PulseOutput::Event event) {
+        // Audio thread: only the stop flag is read here; everything else happens on the
+        // main thread.
+        if (event == PulseOutput::Event::Finished) {
+            {
+                std::lock_guard lock(stoppingLock);
+                if (stopping_) return;
+            }
+            const std::uint64_t current = generation.load();
+            QMetaObject::invokeMethod(target, [this, current] { finished(current); }, Qt::QueuedConnection);
+        } else if (event == PulseOutput::Event::Lost) {
+            QMetaObject::invokeMethod(target, [this, id] { configurationChanged(id); }, Qt::QueuedConnection);
+        } else {
+            QMetaObject::invokeMethod(target, [] { qCInfo(lcPlayer, "Audio output moved"); }, Qt::QueuedConnection);
+        }
+    };
+    QString error;
+    output = PulseOutput::create(file->sampleRate(), file->channels(), volume_, *ring, listener, &error);
+    if (!output) {
+        if (logFailure) qCCritical(lcPlayer, "Audio engine failed to start: %s", qUtf8Printable(error));
+        return false;
+    }
+    outputConnected = true;
+    reportedUnderruns = 0;
+    return true;
+}
+
+void AudioEngine::retryOutput() {
+    if (outputConnected || !shouldPlay || !scheduled) {
+        retryTimer->stop();
+        return;
+    }
+    if (connectOutput(false)) {
+        retryTimer->stop();
+        qCInfo(lcPlayer, "Audio output back at %.3f s", lastElapsed);
+        output->setCorked(false);
+        return;
+    }
+    if (--retriesLeft <= 0) {
+        retryTimer->stop();
+        qCWarning(lcPlayer, "Audio output still unavailable; waiting for the next play");
+    }
 }
 
 void AudioEngine::pause() {
@@ -184,7 +213,12 @@ void AudioEngine::configurationChanged(std::uint64_t id) {
     stopNode();
     output.reset();
     schedule(position);
-    if (wasPlaying) play();
+    if (!wasPlaying) return;
+    play();
+    if (!outputConnected) {
+        retriesLeft = kRetries;
+        retryTimer->start();
+    }
 }
 
 void AudioEngine::finished(std::uint64_t ended) {

@@ -12,6 +12,7 @@
 #include <thread>
 
 class QObject;
+class QTimer;
 
 namespace sonvale {
 
@@ -27,7 +28,8 @@ class SampleRing;
 // played out; onFinished called). open() moves any state to loaded, stop() to empty; seek()
 // keeps playing or paused. When the output goes away (its device removed, the server
 // restarted, the stream suspended) playback goes on from the same position on whatever is the
-// default output then, and a paused engine stays paused.
+// default output then, and a paused engine stays paused. A server that is gone is tried again
+// for 10 s; after that sound waits for the next play().
 //
 // Threads: make the engine and call every member on the main thread (the QCoreApplication's),
 // whose event loop must run for onFinished and the output changes to be handled.
@@ -81,6 +83,11 @@ private:
     bool schedule(double start);
     // Stops the decoder and silences and empties the output; no onFinished comes from it.
     void stopNode();
+    // Opens a stream on the default output for the current file; false (logged when asked)
+    // when the server cannot be reached.
+    bool connectOutput(bool logFailure);
+    // One more attempt to reach the output after it was lost while playing.
+    void retryOutput();
     void joinDecoder();
     // The output went away or changed (main thread, through the event loop).
     void configurationChanged(std::uint64_t outputId);
@@ -98,6 +105,8 @@ private:
     double lastElapsed = 0;
     // Lives on the main thread; the audio thread posts its events to it.
     std::unique_ptr<QObject> context;
+    QTimer* retryTimer = nullptr;  // owned by `context`
+    int retriesLeft = 0;
     std::mutex stoppingLock;
     bool stopping_ = false;
 

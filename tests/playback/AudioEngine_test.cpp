@@ -4,7 +4,10 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -259,6 +262,79 @@ TEST_F(AudioEngineTest, ASuspendedOutputIsLeftAtThePositionPausedOrPlaying) {
     suspend(QStringLiteral("one"), false);
     EXPECT_EQ(finished_, 1);
     EXPECT_NEAR(heardOnOne + two.heard(), 2.0, 0.25);
+}
+
+// A sound server of the test's own with one null sink, which the test may stop and start again
+// at the same address; the process's PULSE_SERVER points at it while the object lives.
+class RestartableServer {
+public:
+    RestartableServer() : saved_(qgetenv("PULSE_SERVER")) {
+        qputenv("PULSE_SERVER", "unix:" + QFile::encodeName(dir_.filePath(QStringLiteral("native"))));
+    }
+    ~RestartableServer() {
+        stop();
+        if (saved_.isEmpty()) qunsetenv("PULSE_SERVER");
+        else qputenv("PULSE_SERVER", saved_);
+    }
+    bool start() {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("HOME"), dir_.path());
+        env.insert(QStringLiteral("XDG_RUNTIME_DIR"), dir_.path());
+        env.insert(QStringLiteral("PULSE_RUNTIME_PATH"), dir_.filePath(QStringLiteral("runtime")));
+        env.insert(QStringLiteral("PULSE_STATE_PATH"), dir_.filePath(QStringLiteral("state")));
+        env.remove(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"));
+        process_.setProcessEnvironment(env);
+        process_.start(QStringLiteral("pulseaudio"),
+                       {QStringLiteral("-n"), QStringLiteral("--daemonize=no"), QStringLiteral("--exit-idle-time=-1"),
+                        QStringLiteral("--disable-shm=yes"), QStringLiteral("--use-pid-file=no"),
+                        QStringLiteral("--system=no"), QStringLiteral("--log-target=stderr"),
+                        QStringLiteral("-L"),
+                        QStringLiteral("module-native-protocol-unix auth-anonymous=1 socket=") +
+                            dir_.filePath(QStringLiteral("native")),
+                        QStringLiteral("-L"), QStringLiteral("module-null-sink sink_name=one")});
+        if (!process_.waitForStarted()) return false;
+        return spinUntil([] { return pactl({QStringLiteral("info")}); }, 10);
+    }
+    void stop() {
+        if (process_.state() == QProcess::NotRunning) return;
+        process_.terminate();
+        process_.waitForFinished();
+    }
+
+private:
+    QTemporaryDir dir_;
+    QByteArray saved_;
+    QProcess process_;
+};
+
+TEST(AudioEngine, PlaybackGoesOnFromThePositionWhenTheSoundServerRestarts) {
+    if (QStandardPaths::findExecutable(QStringLiteral("pulseaudio")).isEmpty()) GTEST_SKIP() << "no pulseaudio";
+    RestartableServer server;
+    ASSERT_TRUE(server.start());
+    MediaFactory media;
+    const QString path = media.ffmpeg(QStringLiteral("tone.flac"), {QStringLiteral("-c:a"), QStringLiteral("flac")}, 3.0);
+    AudioEngine engine;
+    int finished = 0;
+    engine.onFinished = [&finished] { ++finished; };
+    auto recorder = std::make_unique<Recorder>(QStringLiteral("one"));
+    ASSERT_TRUE(engine.open(path));
+    engine.play();
+    ASSERT_TRUE(spinUntil([&] { return recorder->heard() > 0.8; }, 5));
+
+    server.stop();
+    spin(0.4);
+    EXPECT_FALSE(engine.isPlaying());
+    const double lost = engine.elapsed();
+    EXPECT_NEAR(lost, recorder->heard(), 0.25);
+    recorder.reset();
+
+    ASSERT_TRUE(server.start());
+    ASSERT_TRUE(spinUntil([&] { return engine.isPlaying(); }, 5));
+    EXPECT_NEAR(engine.elapsed(), lost, 0.15);
+    ASSERT_TRUE(spinUntil([&] { return finished > 0; }, 8));
+    EXPECT_NEAR(engine.elapsed(), 3.0, 0.15);
+    spin(0.3);
+    EXPECT_EQ(finished, 1);
 }
 
 TEST(AudioEngine, WithoutASoundServerPlayStaysSilentAndTheRestWorks) {
