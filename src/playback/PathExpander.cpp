@@ -1,5 +1,6 @@
 #include "PathExpander.h"
 
+#include "DiskPath.h"
 #include "M3U.h"
 #include "PlayerLog.h"
 #include "Track.h"
@@ -39,6 +40,11 @@ private:
     void expandPath(const QString& path, int depth) {
         const QFileInfo info(path);
         if (!info.exists()) {
+            // Paths from the database (search results) are composed; the disk may differ.
+            if (const QString onDisk = findOnDisk(path); onDisk != path) {
+                expandPath(onDisk, depth);
+                return;
+            }
             qCInfo(lcPlayer, "Skipping %s: no such file or folder", qUtf8Printable(path));
         } else if (info.isDir()) {
             enter(info, depth, [&] { expandFolder(path, depth); });

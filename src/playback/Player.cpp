@@ -1,6 +1,7 @@
 #include "Player.h"
 
 #include "DB.h"
+#include "DiskPath.h"
 #include "PlayerLog.h"
 #include "Preferences.h"
 #include "Queues.h"
@@ -39,9 +40,17 @@ void Player::setVolume(float volume) {
 }
 
 bool Player::makeCurrent(const PlaylistItemRef& item) {
-    const QString& path = item->track()->path;
+    QString& path = item->track()->path;
     QString error;
-    if (!engine_.open(path, &error)) {
+    bool opened = engine_.open(path, &error);
+    // A restored playlist holds the database's composed spelling of each path.
+    if (!opened) {
+        if (const QString onDisk = findOnDisk(path); onDisk != path) {
+            path = onDisk;
+            opened = engine_.open(path, &error);
+        }
+    }
+    if (!opened) {
         qCWarning(lcPlayer, "Cannot play %s: %s", qUtf8Printable(path), qUtf8Printable(error));
         playlist_.setCurrent(nullptr);
         return false;
