@@ -15,6 +15,9 @@ constexpr pa_usec_t kTargetLatency = 150 * PA_USEC_PER_MSEC;
 // The stream only asks for data when the server's buffer has room; this tick also feeds it
 // when the decoder was late at the last request, and notices the end of the input.
 constexpr pa_usec_t kTick = 10 * PA_USEC_PER_MSEC;
+// The longest the caller's thread waits for the server to answer: one that accepted the
+// connection but hangs must not hold the player for ever.
+constexpr pa_usec_t kAnswerLimit = 2 * PA_USEC_PER_SEC;
 
 struct MainloopFreer {
     void operator()(pa_threaded_mainloop* m) const {
@@ -55,6 +58,31 @@ private:
 void signalDone(pa_stream*, int, void* mainloop) {
     pa_threaded_mainloop_signal(static_cast<pa_threaded_mainloop*>(mainloop), 0);
 }
+
+// Set when a wait for the server has gone on too long; lives on the waiting thread's stack.
+struct Deadline {
+    pa_threaded_mainloop* mainloop;
+    pa_time_event* event = nullptr;
+    bool expired = false;
+
+    explicit Deadline(pa_threaded_mainloop* m) : mainloop(m) {
+        pa_mainloop_api* api = pa_threaded_mainloop_get_api(m);
+        timeval tv;
+        pa_timeval_add(pa_gettimeofday(&tv), kAnswerLimit);
+        event = api->time_new(api, &tv, &Deadline::expire, this);
+    }
+    ~Deadline() {
+        if (event) pa_threaded_mainloop_get_api(mainloop)->time_free(event);
+    }
+    Deadline(const Deadline&) = delete;
+    Deadline& operator=(const Deadline&) = delete;
+
+    static void expire(pa_mainloop_api*, pa_time_event*, const timeval*, void* self) {
+        auto* d = static_cast<Deadline*>(self);
+        d->expired = true;
+        pa_threaded_mainloop_signal(d->mainloop, 0);
+    }
+};
 
 QString contextError(pa_context* c) {
     return QString::fromUtf8(pa_strerror(c ? pa_context_errno(c) : PA_ERR_INTERNAL));
@@ -118,8 +146,11 @@ bool PulseOutput::connect(float volume, QString* error) {
     if (!c) return fail(contextError(nullptr));
     pa_context_set_state_callback(c, &PulseOutput::onContextState, this);
     if (pa_context_connect(c, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0) return fail(contextError(c));
+    Deadline deadline(m);
+    const QString timeout = QString::fromUtf8(pa_strerror(PA_ERR_TIMEOUT));
     for (pa_context_state_t st; (st = pa_context_get_state(c)) != PA_CONTEXT_READY;) {
         if (!PA_CONTEXT_IS_GOOD(st)) return fail(contextError(c));
+        if (deadline.expired) return fail(timeout);
         pa_threaded_mainloop_wait(m);
     }
 
@@ -140,6 +171,7 @@ bool PulseOutput::connect(float volume, QString* error) {
     if (pa_stream_connect_playback(s, nullptr, &attr, flags, &cv, nullptr) < 0) return fail(contextError(c));
     for (pa_stream_state_t st; (st = pa_stream_get_state(s)) != PA_STREAM_READY;) {
         if (!PA_STREAM_IS_GOOD(st)) return fail(contextError(c));
+        if (deadline.expired) return fail(timeout);
         pa_threaded_mainloop_wait(m);
     }
     h_->timer = pa_context_rttime_new(c, pa_rtclock_now() + kTick, &PulseOutput::onTimer, this);
@@ -149,7 +181,10 @@ bool PulseOutput::connect(float volume, QString* error) {
 
 bool PulseOutput::waitFor(pa_operation* op) {
     if (!op) return false;
-    while (pa_operation_get_state(op) == PA_OPERATION_RUNNING) pa_threaded_mainloop_wait(h_->mainloop.get());
+    Deadline deadline(h_->mainloop.get());
+    while (pa_operation_get_state(op) == PA_OPERATION_RUNNING && !deadline.expired)
+        pa_threaded_mainloop_wait(h_->mainloop.get());
+    if (pa_operation_get_state(op) == PA_OPERATION_RUNNING) pa_operation_cancel(op);
     const bool done = pa_operation_get_state(op) == PA_OPERATION_DONE;
     pa_operation_unref(op);
     return done;

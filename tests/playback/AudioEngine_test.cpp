@@ -13,8 +13,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <cstdlib>
 #include <memory>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 using sonvale::AudioEngine;
 
@@ -335,6 +340,34 @@ TEST(AudioEngine, PlaybackGoesOnFromThePositionWhenTheSoundServerRestarts) {
     EXPECT_NEAR(engine.elapsed(), 3.0, 0.15);
     spin(0.3);
     EXPECT_EQ(finished, 1);
+}
+
+TEST(AudioEngine, AServerThatNeverAnswersCannotHoldPlayForLong) {
+    QTemporaryDir dir;
+    const QByteArray socketPath = QFile::encodeName(dir.filePath(QStringLiteral("silent")));
+    const int listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_GE(listener, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    ASSERT_LT(socketPath.size(), static_cast<qsizetype>(sizeof(address.sun_path)));
+    std::memcpy(address.sun_path, socketPath.constData(), static_cast<std::size_t>(socketPath.size()));
+    // Connections wait in the backlog: accepted by the kernel, never answered.
+    ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+    ASSERT_EQ(::listen(listener, 8), 0);
+    const QByteArray saved = qgetenv("PULSE_SERVER");
+    qputenv("PULSE_SERVER", "unix:" + socketPath);
+
+    MediaFactory media;
+    AudioEngine engine;
+    ASSERT_TRUE(engine.open(media.ffmpeg(QStringLiteral("tone.flac"), {QStringLiteral("-c:a"), QStringLiteral("flac")}, 1.0)));
+    QElapsedTimer timer;
+    timer.start();
+    engine.play();
+    EXPECT_LT(timer.elapsed(), 5000);
+    EXPECT_FALSE(engine.isPlaying());
+    ::close(listener);
+    if (saved.isEmpty()) qunsetenv("PULSE_SERVER");
+    else qputenv("PULSE_SERVER", saved);
 }
 
 TEST(AudioEngine, WithoutASoundServerPlayStaysSilentAndTheRestWorks) {
