@@ -98,19 +98,24 @@ std::unique_ptr<AudioDecoder> AudioDecoder::open(const QString& path, QString* e
     std::unique_ptr<AudioDecoder> d(new AudioDecoder(std::move(h)));
     d->rate_ = rate;
     d->channels_ = channels;
+    // Timestamps count from the encoder's first sample: an MP3 with an encoder-delay header
+    // starts later (the delay is dropped by the decoder), and frame 0 is the first one heard.
+    if (stream->start_time != AV_NOPTS_VALUE) d->startOffset_ = stream->start_time;
+    const std::int64_t offsetFrames = av_rescale_q(d->startOffset_, stream->time_base, AVRational{1, rate});
     if (stream->duration != AV_NOPTS_VALUE && stream->duration > 0)
-        d->lengthFrames_ = av_rescale_q(stream->duration, stream->time_base, AVRational{1, rate});
+        d->lengthFrames_ = av_rescale_q(stream->duration, stream->time_base, AVRational{1, rate}) - offsetFrames;
     else if (format->duration != AV_NOPTS_VALUE && format->duration > 0)
-        d->lengthFrames_ = av_rescale_q(format->duration, AV_TIME_BASE_Q, AVRational{1, rate});
+        d->lengthFrames_ = av_rescale_q(format->duration, AV_TIME_BASE_Q, AVRational{1, rate}) - offsetFrames;
+    d->lengthFrames_ = std::max<std::int64_t>(0, d->lengthFrames_);
     return d;
 }
 
 void AudioDecoder::run(std::int64_t startFrame, SampleRing& ring, const std::atomic<bool>& cancel) {
     AVFormatContext* format = h_->format.get();
     const AVStream* stream = format->streams[h_->stream];
-    const std::int64_t target = av_rescale_q(startFrame, AVRational{1, rate_}, stream->time_base);
+    const std::int64_t target = av_rescale_q(startFrame, AVRational{1, rate_}, stream->time_base) + startOffset_;
     if (av_seek_frame(format, h_->stream, target, AVSEEK_FLAG_BACKWARD) < 0)
-        av_seek_frame(format, h_->stream, 0, AVSEEK_FLAG_BACKWARD);
+        av_seek_frame(format, h_->stream, startOffset_, AVSEEK_FLAG_BACKWARD);
     avcodec_flush_buffers(h_->codec.get());
     nextFrame_ = 0;
 
@@ -137,9 +142,17 @@ void AudioDecoder::run(std::int64_t startFrame, SampleRing& ring, const std::ato
 bool AudioDecoder::deliver(std::int64_t startFrame, SampleRing& ring, const std::atomic<bool>& cancel) {
     AVFrame* frame = h_->frame.get();
     const AVStream* stream = h_->format->streams[h_->stream];
+    const AVRational perFrame{1, rate_};
     std::int64_t first = nextFrame_;
-    if (frame->best_effort_timestamp != AV_NOPTS_VALUE)
-        first = av_rescale_q(frame->best_effort_timestamp, stream->time_base, AVRational{1, rate_});
+    const std::int64_t stamp = frame->best_effort_timestamp;
+    if (stamp != AV_NOPTS_VALUE) first = av_rescale_q(stamp - startOffset_, stream->time_base, perFrame);
+    const std::int64_t packetFrames =
+        frame->pkt_duration > 0 ? av_rescale_q(frame->pkt_duration, stream->time_base, perFrame) : 0;
+    const std::int64_t statedEnd = packetFrames > 0 ? first + packetFrames : 0;
+    // The decoder drops the encoder delay from the front of the first block but leaves its
+    // timestamp where the packet began.
+    if (stamp != AV_NOPTS_VALUE && stamp < startOffset_ && packetFrames > frame->nb_samples)
+        first += packetFrames - frame->nb_samples;
     h_->converted.resize(static_cast<std::size_t>(frame->nb_samples) * static_cast<std::size_t>(channels_));
     auto* out = reinterpret_cast<std::uint8_t*>(h_->converted.data());
     const int count = swr_convert(h_->swr.get(), &out, frame->nb_samples,
@@ -147,9 +160,15 @@ bool AudioDecoder::deliver(std::int64_t startFrame, SampleRing& ring, const std:
     av_frame_unref(frame);
     if (count <= 0) return true;
     nextFrame_ = first + count;
+    // The last packet of AAC in MP4 decodes to a whole block although it lasts only part of
+    // one: what lies past both the packet's duration and the file's length is padding.
+    std::int64_t end = nextFrame_;
+    if (lengthFrames_ > 0 && end > lengthFrames_ && statedEnd > first)
+        end = std::max(lengthFrames_, std::min(end, statedEnd));
     const std::int64_t skip = std::clamp<std::int64_t>(startFrame - first, 0, count);
     const float* samples = h_->converted.data() + skip * channels_;
-    std::size_t left = static_cast<std::size_t>(count - skip) * static_cast<std::size_t>(channels_);
+    std::size_t left = static_cast<std::size_t>(std::max<std::int64_t>(0, end - first - skip)) *
+                       static_cast<std::size_t>(channels_);
     while (left > 0) {
         const std::size_t pushed = ring.push(samples, left);
         samples += pushed;

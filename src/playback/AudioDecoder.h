@@ -25,7 +25,7 @@ public:
 
     int sampleRate() const { return rate_; }
     int channels() const { return channels_; }
-    // Length in frames as the container states it; 0 when unknown.
+    // Length in frames as the container states it, from the first frame heard; 0 when unknown.
     std::int64_t lengthFrames() const { return lengthFrames_; }
 
     // Decodes from `startFrame` (exactly: earlier frames of the block it lands in are dropped)
@@ -44,6 +44,7 @@ private:
     int rate_ = 0;
     int channels_ = 0;
     std::int64_t lengthFrames_ = 0;
+    std::int64_t startOffset_ = 0;  // stream time of the first frame heard
     std::int64_t nextFrame_ = 0;
 };
 
