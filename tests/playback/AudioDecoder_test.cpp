@@ -5,8 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <QDirIterator>
+
 #include <atomic>
 #include <cmath>
+#include <thread>
 #include <vector>
 
 using sonvale::AudioDecoder;
@@ -100,6 +103,39 @@ TEST(AudioDecoder, LossyFilesLineUpAfterASeekAndKeepTheirLength) {
             EXPECT_EQ(bestShift(whole, part, start), 0) << start;
         }
     }
+}
+
+TEST(AudioDecoder, OddAndBrokenFilesDecodeToTheirEndOrFailToOpen) {
+    const std::optional<QString> corpus = MediaFactory::peerCorpus();
+    if (!corpus) GTEST_SKIP() << "no third-party media";
+    int opened = 0;
+    QDirIterator files(*corpus, QDir::Files, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        const QString path = files.next();
+        SCOPED_TRACE(path.toStdString());
+        const std::unique_ptr<AudioDecoder> decoder = AudioDecoder::open(path, nullptr);
+        if (!decoder) continue;
+        ++opened;
+        EXPECT_GT(decoder->sampleRate(), 0);
+        EXPECT_GT(decoder->channels(), 0);
+        for (const std::int64_t start : {std::int64_t{0}, decoder->lengthFrames() / 2}) {
+            // A small ring, emptied as the output would, so that a long file runs through too.
+            SampleRing ring(4096 * static_cast<std::size_t>(decoder->channels()));
+            std::atomic<bool> cancel{false};
+            std::thread producer([&] { decoder->run(start, ring, cancel); });
+            std::vector<float> block(ring.capacity());
+            std::size_t total = 0;
+            const std::size_t limit = static_cast<std::size_t>(decoder->sampleRate()) * 3600 * decoder->channels();
+            while (!(ring.endOfInput() && ring.readable() == 0) && total < limit) {
+                total += ring.pop(block.data(), block.size());
+                std::this_thread::yield();
+            }
+            cancel = true;
+            producer.join();
+            EXPECT_LT(total, limit);
+        }
+    }
+    EXPECT_GT(opened, 10);
 }
 
 }  // namespace
