@@ -8,6 +8,8 @@
 #include <QEventLoop>
 #include <QSocketNotifier>
 
+#include <cerrno>
+
 #include <termios.h>
 #include <unistd.h>
 
@@ -50,14 +52,16 @@ private:
 };
 
 // Carries out the keys read from the terminal; arrow keys arrive as ESC [ C and ESC [ D.
-void handleKeys(Player& player, QByteArray& pending) {
+// False once the terminal is gone (end of input), when nothing more will come.
+bool handleKeys(Player& player, QByteArray& pending) {
     char buffer[64];
     const ssize_t count = ::read(STDIN_FILENO, buffer, sizeof buffer);
-    if (count <= 0) return;
+    if (count == 0 || (count < 0 && errno != EINTR && errno != EAGAIN)) return false;
+    if (count < 0) return true;
     pending.append(buffer, count);
     while (!pending.isEmpty()) {
         if (pending.startsWith("\x1b")) {
-            if (pending.size() < 3) return;
+            if (pending.size() < 3) return true;
             if (pending.startsWith("\x1b[C")) player.seek(true, 15);
             if (pending.startsWith("\x1b[D")) player.seek(true, -15);
             pending.remove(0, 3);
@@ -72,6 +76,7 @@ void handleKeys(Player& player, QByteArray& pending) {
         }
         pending.remove(0, 1);
     }
+    return true;
 }
 
 }  // namespace
@@ -140,7 +145,9 @@ int PlayCommand::run(const CommandContext& context) {
     std::optional<QSocketNotifier> notifier;
     if (terminal.active()) {
         notifier.emplace(STDIN_FILENO, QSocketNotifier::Read);
-        QObject::connect(&*notifier, &QSocketNotifier::activated, [&] { handleKeys(player, keys); });
+        QObject::connect(&*notifier, &QSocketNotifier::activated, [&] {
+            if (!handleKeys(player, keys)) notifier->setEnabled(false);
+        });
     }
     player.playItem(items.front(), true);
     loop.exec();
