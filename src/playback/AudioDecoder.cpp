@@ -2,6 +2,7 @@
 
 #include "AudioProbe.h"
 #include "SampleRing.h"
+#include "StopFlag.h"
 
 #include <QFile>
 
@@ -15,7 +16,6 @@ extern "C" {
 
 #include <algorithm>
 #include <chrono>
-#include <thread>
 #include <vector>
 
 namespace sonvale {
@@ -110,7 +110,7 @@ std::unique_ptr<AudioDecoder> AudioDecoder::open(const QString& path, QString* e
     return d;
 }
 
-void AudioDecoder::run(std::int64_t startFrame, SampleRing& ring, const std::atomic<bool>& cancel) {
+void AudioDecoder::run(std::int64_t startFrame, SampleRing& ring, const StopFlag& stop) {
     AVFormatContext* format = h_->format.get();
     const AVStream* stream = format->streams[h_->stream];
     const std::int64_t target = av_rescale_q(startFrame, AVRational{1, rate_}, stream->time_base) + startOffset_;
@@ -120,10 +120,10 @@ void AudioDecoder::run(std::int64_t startFrame, SampleRing& ring, const std::ato
     nextFrame_ = 0;
 
     bool input = true;
-    while (!cancel.load(std::memory_order_relaxed)) {
+    while (!stop.isSet()) {
         int rc = avcodec_receive_frame(h_->codec.get(), h_->frame.get());
         if (rc == 0) {
-            if (!deliver(startFrame, ring, cancel)) return;
+            if (!deliver(startFrame, ring, stop)) return;
             continue;
         }
         if (rc != AVERROR(EAGAIN) || !input) break;
@@ -136,10 +136,10 @@ void AudioDecoder::run(std::int64_t startFrame, SampleRing& ring, const std::ato
         if (h_->packet->stream_index == h_->stream) avcodec_send_packet(h_->codec.get(), h_->packet.get());
         av_packet_unref(h_->packet.get());
     }
-    if (!cancel.load(std::memory_order_relaxed)) ring.markEndOfInput();
+    if (!stop.isSet()) ring.markEndOfInput();
 }
 
-bool AudioDecoder::deliver(std::int64_t startFrame, SampleRing& ring, const std::atomic<bool>& cancel) {
+bool AudioDecoder::deliver(std::int64_t startFrame, SampleRing& ring, const StopFlag& stop) {
     AVFrame* frame = h_->frame.get();
     const AVStream* stream = h_->format->streams[h_->stream];
     const AVRational perFrame{1, rate_};
@@ -174,11 +174,13 @@ bool AudioDecoder::deliver(std::int64_t startFrame, SampleRing& ring, const std:
         samples += pushed;
         left -= pushed;
         if (left == 0) break;
-        // The consumer must never wait for us, so the producer polls for room instead.
-        if (cancel.load(std::memory_order_relaxed)) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        // The consumer must never wait for us, so the producer sleeps until a good part of the
+        // ring has been played instead of being woken for room.
+        const auto quarter = std::chrono::milliseconds(ring.capacity() * 250 / static_cast<std::size_t>(channels_) /
+                                                       static_cast<std::size_t>(rate_));
+        if (stop.waitFor(std::max(quarter, std::chrono::milliseconds(5)))) return false;
     }
-    return !cancel.load(std::memory_order_relaxed);
+    return !stop.isSet();
 }
 
 }  // namespace sonvale

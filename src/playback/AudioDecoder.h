@@ -2,13 +2,13 @@
 
 #include <QString>
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 
 namespace sonvale {
 
 class SampleRing;
+class StopFlag;
 
 // One open audio file decoded with FFmpeg into interleaved 32-bit float samples at the file's
 // own sample rate and channel count.
@@ -29,16 +29,17 @@ public:
     std::int64_t lengthFrames() const { return lengthFrames_; }
 
     // Decodes from `startFrame` (exactly: earlier frames of the block it lands in are dropped)
-    // to the end into `ring`, waiting for room as needed, then marks the ring's end of input.
-    // Returns early, without marking the end, once `cancel` is set.
-    void run(std::int64_t startFrame, SampleRing& ring, const std::atomic<bool>& cancel);
+    // to the end into `ring`, then marks the ring's end of input. While the ring is full it
+    // sleeps for about a quarter of the ring's length. Returns early, without marking the end,
+    // once `stop` is set.
+    void run(std::int64_t startFrame, SampleRing& ring, const StopFlag& stop);
 
 private:
     struct Handles;
     explicit AudioDecoder(std::unique_ptr<Handles> handles);
     // Converts the decoder's current frame and queues the part from `startFrame` on; false when
     // cancelled.
-    bool deliver(std::int64_t startFrame, SampleRing& ring, const std::atomic<bool>& cancel);
+    bool deliver(std::int64_t startFrame, SampleRing& ring, const StopFlag& stop);
 
     std::unique_ptr<Handles> h_;
     int rate_ = 0;

@@ -170,7 +170,7 @@ bool AudioEngine::schedule(double start) {
         ring = std::make_unique<SampleRing>(capacity);
     }
     ++generation;
-    cancelDecoding = false;
+    cancelDecoding.clear();
     decoder = std::thread([this, startFrame = s.startFrame] { file->run(startFrame, *ring, cancelDecoding); });
     scheduled = true;
     anchor = start;
@@ -200,7 +200,7 @@ void AudioEngine::stopNode() {
 }
 
 void AudioEngine::joinDecoder() {
-    cancelDecoding = true;
+    cancelDecoding.set();
     if (decoder.joinable()) decoder.join();
 }
 

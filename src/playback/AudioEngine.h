@@ -1,5 +1,7 @@
 #pragma once
 
+#include "StopFlag.h"
+
 #include <QString>
 
 #include <atomic>
@@ -111,7 +113,7 @@ private:
     bool stopping_ = false;
 
     std::thread decoder;
-    std::atomic<bool> cancelDecoding{false};
+    StopFlag cancelDecoding;
     // Counts schedules, so that an end reported for a replaced part is dropped.
     std::atomic<std::uint64_t> generation{0};
     std::uint64_t outputId = 0;

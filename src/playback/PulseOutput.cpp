@@ -12,9 +12,11 @@ namespace sonvale {
 namespace {
 
 constexpr pa_usec_t kTargetLatency = 150 * PA_USEC_PER_MSEC;
-// The stream only asks for data when the server's buffer has room; this tick also feeds it
-// when the decoder was late at the last request, and notices the end of the input.
+// The stream asks for data whenever the server's buffer has room. The tick feeds it besides:
+// often while the ring came up short at the last request (the decoder is late), otherwise
+// seldom, to notice the end of the input and keep the played time fresh.
 constexpr pa_usec_t kTick = 10 * PA_USEC_PER_MSEC;
+constexpr pa_usec_t kIdleTick = 100 * PA_USEC_PER_MSEC;
 // The longest the caller's thread waits for the server to answer: one that accepted the
 // connection but hangs must not hold the player for ever.
 constexpr pa_usec_t kAnswerLimit = 2 * PA_USEC_PER_SEC;
@@ -261,6 +263,11 @@ void PulseOutput::fill(std::size_t bytes) {
                                std::memory_order_relaxed);
         bytes -= size;
     }
+    const bool wasStarved = starved_;
+    starved_ = bytes >= frameBytes && !ring_.endOfInput();
+    // A request the ring could not meet (just after a seek, or the decoder late): come back soon.
+    if (starved_ && !wasStarved && h_->timer)
+        pa_context_rttime_restart(h_->context.get(), h_->timer, pa_rtclock_now() + kTick);
     if (!draining_ && ring_.endOfInput() && ring_.readable() < static_cast<std::size_t>(channels_)) {
         draining_ = true;
         h_->drain = pa_stream_drain(s, &PulseOutput::onDrained, this);
@@ -279,7 +286,7 @@ void PulseOutput::onTimer(pa_mainloop_api*, pa_time_event* e, const timeval*, vo
         if (writable != static_cast<std::size_t>(-1)) out->fill(writable);
         out->notePlayed();
     }
-    pa_context_rttime_restart(out->h_->context.get(), e, pa_rtclock_now() + kTick);
+    pa_context_rttime_restart(out->h_->context.get(), e, pa_rtclock_now() + (out->starved_ ? kTick : kIdleTick));
 }
 
 void PulseOutput::onDrained(pa_stream*, int success, void* self) {

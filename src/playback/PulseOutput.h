@@ -82,6 +82,7 @@ private:
     const Listener listener_;
     std::int64_t baseUsec_ = 0;
     bool draining_ = false;
+    bool starved_ = false;  // the last request was not met in full
     bool lost_ = false;
     std::atomic<std::int64_t> playedUsec_{0};
     std::atomic<std::uint64_t> underruns_{0};

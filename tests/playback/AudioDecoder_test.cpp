@@ -2,6 +2,7 @@
 
 #include "MediaFactory.h"
 #include "SampleRing.h"
+#include "StopFlag.h"
 
 #include <gtest/gtest.h>
 
@@ -14,6 +15,7 @@
 
 using sonvale::AudioDecoder;
 using sonvale::SampleRing;
+using sonvale::StopFlag;
 
 namespace {
 
@@ -38,8 +40,8 @@ std::vector<float> decodeFrom(const QString& path, std::int64_t startFrame) {
     EXPECT_TRUE(decoder) << error.toStdString();
     if (!decoder) return {};
     SampleRing ring(static_cast<std::size_t>(kRate * (kSeconds + 1)) * 2);
-    const std::atomic<bool> cancel{false};
-    decoder->run(startFrame, ring, cancel);
+    const StopFlag stop;
+    decoder->run(startFrame, ring, stop);
     EXPECT_TRUE(ring.endOfInput());
     std::vector<float> out(ring.readable());
     ring.pop(out.data(), out.size());
@@ -121,8 +123,8 @@ TEST(AudioDecoder, OddAndBrokenFilesDecodeToTheirEndOrFailToOpen) {
         for (const std::int64_t start : {std::int64_t{0}, decoder->lengthFrames() / 2}) {
             // A small ring, emptied as the output would, so that a long file runs through too.
             SampleRing ring(4096 * static_cast<std::size_t>(decoder->channels()));
-            std::atomic<bool> cancel{false};
-            std::thread producer([&] { decoder->run(start, ring, cancel); });
+            StopFlag stop;
+            std::thread producer([&] { decoder->run(start, ring, stop); });
             std::vector<float> block(ring.capacity());
             std::size_t total = 0;
             const std::size_t limit = static_cast<std::size_t>(decoder->sampleRate()) * 3600 * decoder->channels();
@@ -130,7 +132,7 @@ TEST(AudioDecoder, OddAndBrokenFilesDecodeToTheirEndOrFailToOpen) {
                 total += ring.pop(block.data(), block.size());
                 std::this_thread::yield();
             }
-            cancel = true;
+            stop.set();
             producer.join();
             EXPECT_LT(total, limit);
         }
