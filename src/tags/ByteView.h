@@ -24,23 +24,32 @@ public:
     bool empty() const { return size_ == 0; }
     const char* data() const { return data_; }
 
-    bool contains(qint64 index, qint64 count) const;
+    // The accessors below are inline: every reader calls them for nearly every field.
+    bool contains(qint64 index, qint64 count) const {
+        return index >= 0 && count >= 0 && index <= size_ && count <= size_ - index;
+    }
 
-    std::optional<uint8_t> u8(qint64 i) const;
-    std::optional<uint16_t> be16(qint64 i) const;
-    std::optional<uint32_t> be24(qint64 i) const;
-    std::optional<uint32_t> be32(qint64 i) const;
-    std::optional<uint64_t> be64(qint64 i) const;
-    std::optional<uint16_t> le16(qint64 i) const;
-    std::optional<uint32_t> le32(qint64 i) const;
-    std::optional<uint64_t> le64(qint64 i) const;
+    std::optional<uint8_t> u8(qint64 i) const { return bigEndian<uint8_t, 1>(i); }
+    std::optional<uint16_t> be16(qint64 i) const { return bigEndian<uint16_t, 2>(i); }
+    std::optional<uint32_t> be24(qint64 i) const { return bigEndian<uint32_t, 3>(i); }
+    std::optional<uint32_t> be32(qint64 i) const { return bigEndian<uint32_t, 4>(i); }
+    std::optional<uint64_t> be64(qint64 i) const { return bigEndian<uint64_t, 8>(i); }
+    std::optional<uint16_t> le16(qint64 i) const { return littleEndian<uint16_t, 2>(i); }
+    std::optional<uint32_t> le32(qint64 i) const { return littleEndian<uint32_t, 4>(i); }
+    std::optional<uint64_t> le64(qint64 i) const { return littleEndian<uint64_t, 8>(i); }
     // Four bytes of seven bits each (ID3v2 sizes); nothing when a byte has its top bit set.
     std::optional<uint32_t> syncsafe32(qint64 i) const;
 
     // A sub-window of `count` bytes at `i`, or nothing when it does not lie wholly inside.
-    std::optional<ByteView> sub(qint64 i, qint64 count) const;
+    std::optional<ByteView> sub(qint64 i, qint64 count) const {
+        if (!contains(i, count)) return std::nullopt;
+        return ByteView(data_ + i, count);
+    }
     // Everything from `i` to the end (an empty view when i == size()).
-    std::optional<ByteView> from(qint64 i) const;
+    std::optional<ByteView> from(qint64 i) const {
+        if (i < 0 || i > size_) return std::nullopt;
+        return ByteView(data_ + i, size_ - i);
+    }
     // A copy of `count` bytes at `i`.
     std::optional<QByteArray> slice(qint64 i, qint64 count) const;
     // `count` bytes at `i` as ASCII text; nothing when a byte is outside 0x20..0x7E.
@@ -53,6 +62,22 @@ public:
     QByteArray toByteArray() const { return QByteArray(data_, size_); }
 
 private:
+    // `N` bytes at `i` as an unsigned integer, most or least significant byte first.
+    template <typename T, int N>
+    std::optional<T> bigEndian(qint64 i) const {
+        if (!contains(i, N)) return std::nullopt;
+        T value = 0;
+        for (int k = 0; k < N; ++k) value = static_cast<T>((value << 8) | static_cast<uint8_t>(data_[i + k]));
+        return value;
+    }
+    template <typename T, int N>
+    std::optional<T> littleEndian(qint64 i) const {
+        if (!contains(i, N)) return std::nullopt;
+        T value = 0;
+        for (int k = N - 1; k >= 0; --k) value = static_cast<T>((value << 8) | static_cast<uint8_t>(data_[i + k]));
+        return value;
+    }
+
     const char* data_ = nullptr;
     qint64 size_ = 0;
 };

@@ -48,9 +48,8 @@ void forEachChild(ByteView body, Visit visit) {
 
 }  // namespace
 
-QList<MP4Atom> MP4Atoms::children(ByteView body) {
-    QList<MP4Atom> atoms;
-    atoms.reserve(8);
+MP4AtomList MP4Atoms::children(ByteView body) {
+    MP4AtomList atoms;
     forEachChild(body, [&](const MP4Atom& atom) {
         atoms.append(atom);
         return false;

@@ -4,6 +4,7 @@
 #include "FileBytes.h"
 
 #include <QList>
+#include <QVarLengthArray>
 
 #include <cstdint>
 #include <initializer_list>
@@ -28,6 +29,9 @@ struct MP4Atom {
     bool operator==(const MP4Atom&) const = default;
 };
 
+// A list of sibling atoms; short lists stay on the stack.
+using MP4AtomList = QVarLengthArray<MP4Atom, 16>;
+
 // Walks the atom tree of ISO base media files (ISO/IEC 14496-12) and QuickTime files. Sizes
 // may be 32-bit, 64-bit (size 1 followed by the large size) or 0 (to the end of the parent);
 // every size is checked against the parent, and the first malformed header ends its list, so
@@ -38,7 +42,7 @@ public:
     static constexpr int kMaxAtoms = 4096;
 
     // The atoms inside `body`, in order.
-    static QList<MP4Atom> children(ByteView body);
+    static MP4AtomList children(ByteView body);
     // The body of the first child of that type.
     static std::optional<ByteView> child(ByteView body, uint32_t type);
     // Follows a chain of first children, e.g. udta → meta → ilst; a `meta` on the way is

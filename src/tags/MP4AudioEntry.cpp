@@ -80,7 +80,7 @@ std::optional<MP4AudioEntry> MP4AudioEntry::read(ByteView stbl) {
     if (!stsd || !stsd->from(8)) return std::nullopt;
     // Version and flags and the entry count precede the entries.
     const ByteView entries = *stsd->from(8);
-    const QList<MP4Atom> list = MP4Atoms::children(entries);
+    const MP4AtomList list = MP4Atoms::children(entries);
     if (list.isEmpty()) return std::nullopt;
     const MP4Atom& first = list.first();
     const ByteView entry = *entries.sub(first.offset, first.size);

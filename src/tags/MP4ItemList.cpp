@@ -5,6 +5,7 @@
 #include "MP4Atom.h"
 
 #include <QStringDecoder>
+#include <QVarLengthArray>
 
 namespace sonvale {
 
@@ -18,9 +19,11 @@ struct DataValue {
     ByteView value;
 };
 
-QList<DataValue> dataValues(ByteView item) {
-    QList<DataValue> values;
-    values.reserve(2);
+// Kept on the stack: nearly every item holds a single value.
+using DataValues = QVarLengthArray<DataValue, 4>;
+
+DataValues dataValues(ByteView item) {
+    DataValues values;
     for (const MP4Atom& atom : MP4Atoms::children(item)) {
         if (atom.type != atomType("data")) continue;
         const ByteView body = *item.sub(atom.offset, atom.size);
@@ -29,6 +32,15 @@ QList<DataValue> dataValues(ByteView item) {
         values.append({*body.be32(0) & 0xFFFFFF, *body.from(8)});
     }
     return values;
+}
+
+// Strict UTF-8 without a decoder object, which costs more than the usual short value; a
+// leading byte-order mark is dropped as the decoder would.
+std::optional<QString> decodeUtf8(ByteView bytes) {
+    if (bytes.startsWith("\xEF\xBB\xBF")) bytes = *bytes.from(3);
+    const QByteArrayView view(bytes.data(), bytes.size());
+    if (!view.isValidUtf8()) return std::nullopt;
+    return QString::fromUtf8(view);
 }
 
 std::optional<QString> decode(ByteView bytes, QStringDecoder::Encoding encoding) {
@@ -41,7 +53,7 @@ std::optional<QString> decode(ByteView bytes, QStringDecoder::Encoding encoding)
 // The trimmed text of a text value; nothing for other types, bad encodings and empty texts.
 std::optional<QString> textOf(const DataValue& data) {
     std::optional<QString> text;
-    if (data.type == Utf8 || data.type == Utf8Sort) text = decode(data.value, QStringDecoder::Utf8);
+    if (data.type == Utf8 || data.type == Utf8Sort) text = decodeUtf8(data.value);
     if (data.type == Utf16 || data.type == Utf16Sort) text = decode(data.value, QStringDecoder::Utf16BE);
     if (!text) return std::nullopt;
     QString trimmed = trimTagText(*text);
@@ -49,7 +61,7 @@ std::optional<QString> textOf(const DataValue& data) {
     return trimmed;
 }
 
-std::optional<QString> firstText(const QList<DataValue>& values) {
+std::optional<QString> firstText(const DataValues& values) {
     for (const DataValue& data : values) {
         if (auto text = textOf(data)) return text;
     }
@@ -57,7 +69,7 @@ std::optional<QString> firstText(const QList<DataValue>& values) {
 }
 
 // Binary track numbers are two reserved bytes, the number and the total, each 16-bit.
-std::optional<QString> trackNumber(const QList<DataValue>& values) {
+std::optional<QString> trackNumber(const DataValues& values) {
     for (const DataValue& data : values) {
         std::optional<QString> number;
         if (const auto text = textOf(data)) {
@@ -71,7 +83,7 @@ std::optional<QString> trackNumber(const QList<DataValue>& values) {
 }
 
 // A numeric genre is the ID3v1 genre number plus one.
-std::optional<QString> numericGenre(const QList<DataValue>& values) {
+std::optional<QString> numericGenre(const DataValues& values) {
     for (const DataValue& data : values) {
         const std::optional<uint16_t> number =
             data.value.size() >= 2 ? data.value.be16(0) : std::optional<uint16_t>(data.value.u8(0));
@@ -81,6 +93,21 @@ std::optional<QString> numericGenre(const QList<DataValue>& values) {
     return std::nullopt;
 }
 
+// The items readTags() looks at; the values of the others (cover, tool, sort names) are not
+// even listed.
+bool isReadItem(uint32_t type) {
+    switch (type) {
+    case atomType("\251nam"):
+    case atomType("\251ART"):
+    case atomType("\251alb"):
+    case atomType("trkn"):
+    case atomType("\251gen"):
+    case atomType("gnre"):
+    case atomType("\251lyr"): return true;
+    default: return false;
+    }
+}
+
 }  // namespace
 
 AudioTags MP4ItemList::readTags(ByteView ilst) {
@@ -88,7 +115,8 @@ AudioTags MP4ItemList::readTags(ByteView ilst) {
     std::optional<QString> textGenre;
     std::optional<QString> idGenre;
     for (const MP4Atom& item : MP4Atoms::children(ilst)) {
-        const QList<DataValue> values = dataValues(*ilst.sub(item.offset, item.size));
+        if (!isReadItem(item.type)) continue;
+        const DataValues values = dataValues(*ilst.sub(item.offset, item.size));
         switch (item.type) {
         case atomType("\251nam"):
             if (!tags.title) tags.title = firstText(values);
