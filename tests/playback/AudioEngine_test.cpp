@@ -392,18 +392,3 @@ TEST(AudioEngine, WithoutASoundServerPlayStaysSilentAndTheRestWorks) {
 }
 
 }  // namespace
-
-TEST_F(AudioEngineTest, FirstOutputTimeIsStampedOnceSoundStartsAndAgainAfterASeek) {
-    ASSERT_TRUE(engine_.open(tone(3)));
-    EXPECT_FALSE(engine_.firstOutputTime());
-    const auto played = std::chrono::steady_clock::now();
-    engine_.play();
-    ASSERT_TRUE(spinUntil([this] { return engine_.firstOutputTime().has_value(); }, 2));
-    EXPECT_GE(*engine_.firstOutputTime(), played);
-
-    spin(0.2);
-    const auto sought = std::chrono::steady_clock::now();
-    engine_.seek(1.5);
-    ASSERT_TRUE(spinUntil([this] { return engine_.firstOutputTime().has_value(); }, 2));
-    EXPECT_GE(*engine_.firstOutputTime(), sought);
-}
