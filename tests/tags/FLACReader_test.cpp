@@ -45,9 +45,8 @@ TEST(FLACReader, ReadsAFileMadeByTheEncoderWithAPictureFromMetaflac) {
     const auto info = readFile(path, FLACReader::readInfo);
     ASSERT_TRUE(info);
     EXPECT_EQ(info->tags, (AudioTags{"Hello", {"Ann"}, "Best", "3", "Jazz", std::nullopt}));
-    EXPECT_EQ(info->properties.sampleRate, 48000);
-    EXPECT_EQ(info->properties.channels, 1);
-    EXPECT_DOUBLE_EQ(info->properties.duration, 2.0);
+    EXPECT_EQ(std::tuple(info->properties.duration, info->properties.sampleRate, info->properties.channels),
+              std::tuple(2.0, 48000, 1));
     EXPECT_GT(info->properties.bitRate, 0);
     EXPECT_FALSE(info->hasArtwork);
     EXPECT_FALSE(readFile(path, FLACReader::readPicture));

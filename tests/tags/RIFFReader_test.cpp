@@ -139,7 +139,6 @@ TEST(RIFFReader, RejectsFilesWithoutUsableForm) {
           wave(fmtChunk(1, 2, 0, 4, 16, 32000) + data), aiff("AIFF", aiffChunk("COMM", QByteArray(18, '\0')))}) {
         EXPECT_FALSE(files.read(bytes, RIFFReader::readInfo));
     }
-    EXPECT_FALSE(files.read(wave(pcmFmt() + data), RIFFReader::readInfo, 3));
 }
 
 TEST(RIFFReader, ReadsAIFFNameAndAuthorChunks) {
@@ -165,10 +164,8 @@ TEST(RIFFReader, LetsID3ChunkWinOverNativeTextsFieldByField) {
     TagFiles files;
     const QByteArray picture = "\xff\xd8\xff\xe0 jpeg"_ba;
     // A chapter without an end runs to the end of the one second of sound.
-    const QByteArray chapter = id3Frame(3, "CHAP", "ch1\0"_ba + be(0, 8) + be(~0ULL, 8) + id3Text("TIT2", "Intro"));
-    const QByteArray apic = id3Frame(3, "APIC", "\0image/jpeg\0\x03\0"_ba + picture);
-    const QByteArray tag =
-        id3Tag(3, id3Text("TIT2", "ID3 title") + id3Text("TPE1", "ID3 artist") + id3Text("TRCK", "5/9") + apic + chapter);
+    const QByteArray tag = id3Tag(3, id3Text("TIT2", "ID3 title") + id3Text("TPE1", "ID3 artist") + id3Text("TRCK", "5/9") +
+                                         id3Picture(3, 3, picture) + id3Chapter(3, "ch1", 0, 0, "Intro"));
     const QByteArray info = infoList({{"INAM", "Info title"}, {"IART", "Info artist"}, {"IPRD", "Info album"}});
     // Of two ID3 chunks, in either spelling, the first wins.
     const QByteArray second = chunk("ID3 ", id3Tag(3, id3Text("TIT2", "Second")));
