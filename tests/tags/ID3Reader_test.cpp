@@ -65,16 +65,37 @@ TEST(ID3Reader, ReadsTagsThatFfmpegWrites) {
     }
 }
 
-TEST(ID3Reader, ReadsVersion22Frames) {
+TEST(ID3Reader, WalksTheFramesOfEveryVersionAndHeaderLayout) {
+    const QByteArray v22 = id3Frame(2, "TT2", latin1("Title")) + id3Frame(2, "TP1", latin1(QByteArray("A\0B", 3))) +
+                           id3Frame(2, "TAL", latin1("Album")) + id3Frame(2, "TRK", latin1("7/9")) +
+                           id3Frame(2, "TCO", latin1("(17)")) + id3Frame(2, "ULT", QByteArray("\0eng\0Words", 10)) +
+                           id3Picture(2, 0, "PICTURE");
+    const QByteArray title = id3Frame(4, "TIT2", latin1("Title"));
+    const QByteArray album = id3Frame(4, "TALB", latin1("Album"));
+    const QByteArray a299(299, 'a'), b255(255, 'b');
+    const AudioTags titleOnly{"Title", {}, {}, {}, {}, {}};
+    const struct { const char* name; QByteArray tag; AudioTags tags; } cases[] = {
+        {"2.2", id3Tag(2, v22, 0, 32), {"Title", {"A", "B"}, "Album", "7", "Rock", "Words"}},
+        {"extended header, footer", id3Tag(4, syncsafe(6) + QByteArray("\x01\x00", 2) + title, 0x50), titleOnly},
+        {"2.3 extended header", id3Tag(3, be(6, 4) + QByteArray(6, '\0') + id3Frame(3, "TIT2", latin1("Title")), 0x40, 10),
+         titleOnly},
+        {"flag without extended header", id3Tag(4, title, 0x40), titleOnly},
+        {"padding ends the frames", id3Tag(4, title + QByteArray("\0ALB", 4) + album), titleOnly},
+        // 300 stored plainly reads as 172 syncsafe, which lands inside the text; a proper
+        // syncsafe size wins even where the plain reading (512) would land in padding.
+        {"plain 2.4 size", id3Tag(4, id3Frame(4, "TIT2", latin1(a299), 0, true) + album, 0, 400), {a299, {}, "Album", {}, {}, {}}},
+        {"syncsafe 2.4 size", id3Tag(4, id3Frame(4, "TIT2", latin1(b255)) + album, 0, 400), {b255, {}, "Album", {}, {}, {}}},
+    };
     TagFiles files;
-    const QByteArray frames = id3Frame(2, "TT2", latin1("Title")) + id3Frame(2, "TP1", latin1(QByteArray("A\0B", 3))) +
-                              id3Frame(2, "TAL", latin1("Album")) + id3Frame(2, "TRK", latin1("7/9")) +
-                              id3Frame(2, "TCO", latin1("(17)")) + id3Frame(2, "ULT", QByteArray("\0eng\0Words", 10)) +
-                              id3Picture(2, 0, "PICTURE");
-    const QByteArray bytes = id3Tag(2, frames, 0, 32);
-    const AudioTags tags{"Title", {"A", "B"}, "Album", "7", "Rock", "Words"};
-    EXPECT_EQ(files.read(bytes, ID3Reader::readTag), (ID3Tag{tags, true, {}, bytes.size()}));
-    EXPECT_EQ(files.read(bytes, ID3Reader::readPicture), "PICTURE");
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto read = files.read(c.tag, ID3Reader::readTag);
+        ASSERT_TRUE(read);
+        EXPECT_EQ(read->tags, c.tags);
+        EXPECT_EQ(read->length, c.tag.size());
+    }
+    EXPECT_TRUE(files.value(cases[0].tag, ID3Reader::readTag).hasPicture);
+    EXPECT_EQ(files.read(cases[0].tag, ID3Reader::readPicture), "PICTURE");
 }
 
 TEST(ID3Reader, DecodesTextEncodingsAndKeepsFirstNonEmptyValues) {
@@ -150,39 +171,6 @@ TEST(ID3Reader, SkipsCompressedAndEncryptedFramesAndGroupingBytes) {
                            id3Frame(4, "TPE1", "\x07", 0x01) + id3Frame(4, "TPE1", latin1("Kept"));
     // A frame too short for its data length is dropped.
     EXPECT_EQ(files.value(id3Tag(4, v24), ID3Reader::readTag).tags, (AudioTags{"Grouped", {"Kept"}, {}, {}, {}, {}}));
-}
-
-TEST(ID3Reader, ToleratesPlainFrameSizesInVersion24) {
-    TagFiles files;
-    const QByteArray album = id3Frame(4, "TALB", latin1("Album"));
-    // 300 stored plainly reads as 172 syncsafe, which lands inside the text; a proper syncsafe
-    // size wins even where the plain reading (512) would land in padding.
-    const QByteArray plain = id3Frame(4, "TIT2", latin1(QByteArray(299, 'a')), 0, true);
-    const QByteArray proper = id3Frame(4, "TIT2", latin1(QByteArray(255, 'b')));
-    for (const auto& [frame, title] : {std::pair(plain, QByteArray(299, 'a')), std::pair(proper, QByteArray(255, 'b'))}) {
-        const auto read = files.read(id3Tag(4, frame + album, 0, 400), ID3Reader::readTag);
-        ASSERT_TRUE(read);
-        EXPECT_EQ(read->tags.title, QString(title));
-        EXPECT_EQ(read->tags.album, "Album");
-    }
-}
-
-TEST(ID3Reader, HandlesExtendedHeadersFootersAndPadding) {
-    TagFiles files;
-    const QByteArray title = id3Frame(4, "TIT2", latin1("Title"));
-    const QByteArray tags[] = {
-        id3Tag(4, syncsafe(6) + QByteArray("\x01\x00", 2) + title, 0x50),  // extended header and footer
-        id3Tag(3, be(6, 4) + QByteArray(6, '\0') + id3Frame(3, "TIT2", latin1("Title")), 0x40, 10),
-        id3Tag(4, title, 0x40),  // a flag without an extended header: the frames follow the header
-        id3Tag(4, title + QByteArray("\0ALB", 4) + id3Frame(4, "TALB", latin1("No"))),  // padding ends the frames
-    };
-    for (int i = 0; i < 4; ++i) {
-        SCOPED_TRACE(i);
-        const auto read = files.read(tags[i], ID3Reader::readTag);
-        ASSERT_TRUE(read);
-        EXPECT_EQ(read->tags, (AudioTags{"Title", {}, {}, {}, {}, {}}));
-        EXPECT_EQ(read->length, tags[i].size());
-    }
 }
 
 TEST(ID3Reader, KeepsFramesBeforeDamageAndRejectsNonTags) {
