@@ -14,6 +14,13 @@ std::optional<Result> readFile(const QString& path, TagReader<Result> reader, qi
     return file ? reader(*file, offset) : std::nullopt;
 }
 
+// ffmpeg arguments that set each "key=value" of `entries` as file metadata.
+inline QStringList metadata(const QStringList& entries) {
+    QStringList args;
+    for (const QString& entry : entries) args << QStringLiteral("-metadata") << entry;
+    return args;
+}
+
 // Files made of given bytes, each in a new file of the factory's folder.
 class TagFiles {
 public:

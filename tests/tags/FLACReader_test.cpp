@@ -37,10 +37,8 @@ const QByteArray kHead = "fLaC" + block(0, streamInfo(44100, 2, 10));
 
 TEST(FLACReader, ReadsAFileMadeByTheEncoderWithAPictureFromMetaflac) {
     MediaFactory media;
-    const QString path = media.ffmpeg("a.flac",
-                                      {"-metadata", "title= Hello ", "-metadata", "artist=Ann", "-metadata",
-                                       "album=Best", "-metadata", "track=03/12", "-metadata", "genre=Jazz"},
-                                      2.0, 48000, 1);
+    const QString path = media.ffmpeg(
+        "a.flac", metadata({"title= Hello ", "artist=Ann", "album=Best", "track=03/12", "genre=Jazz"}), 2.0, 48000, 1);
     const QString jpeg = media.jpeg("cover.jpg");
     const auto info = readFile(path, FLACReader::readInfo);
     ASSERT_TRUE(info);

@@ -49,10 +49,10 @@ TEST(ID3Reader, ReadsTagsThatFfmpegWrites) {
         SCOPED_TRACE(version);
         const QString path = media.ffmpeg(
             QStringLiteral("v%1.mp3").arg(version),
-            {"-i", cover, "-i", chapters, "-map", "0:a", "-map", "1:v", "-map_chapters", "2", "-c:v", "copy",
-             "-disposition:v", "attached_pic", "-metadata:s:v", "comment=Cover (front)", "-id3v2_version", version,
-             "-metadata", QStringLiteral("title=Grüße ☃"), "-metadata", "artist=Someone", "-metadata",
-             "album=Album", "-metadata", "track=03/12", "-metadata", "genre=Rock"});
+            QStringList{"-i", cover, "-i", chapters, "-map", "0:a", "-map", "1:v", "-map_chapters", "2", "-c:v", "copy",
+                        "-disposition:v", "attached_pic", "-metadata:s:v", "comment=Cover (front)", "-id3v2_version",
+                        version} +
+                metadata({QStringLiteral("title=Grüße ☃"), "artist=Someone", "album=Album", "track=03/12", "genre=Rock"}));
         const auto file = FileBytes::open(path);
         ASSERT_TRUE(file);
         const auto read = ID3Reader::readTag(*file, 0);
@@ -224,7 +224,7 @@ TEST(ID3Reader, OrdersChaptersByTheTopLevelTableOfContents) {
 
 TEST(ID3Reader, FillsWhatAFlacStreamBehindItLacks) {
     TagFiles files;
-    const QString flac = files.media.ffmpeg(QStringLiteral("plain.flac"), {"-metadata", "title=Flac Title"}, 2.0);
+    const QString flac = files.media.ffmpeg(QStringLiteral("plain.flac"), metadata({"title=Flac Title"}), 2.0);
     ASSERT_FALSE(flac.isEmpty());
     const QByteArray frames = id3Frame(4, "TIT2", latin1("Tag Title")) + id3Frame(4, "TPE1", latin1("Tag Artist")) +
                               id3Picture(4, 3, "JPEG") + id3Chapter(4, "a", 0, 0, "Start") + id3Chapter(4, "b", 1500, 0, "End");

@@ -39,11 +39,10 @@ QByteArray taggedFile(const QByteArray& ilstItems) {
 TEST(MP4Reader, ReadsTagsPropertiesAndCoverOfAnAacFile) {
     MediaFactory media;
     const QString jpeg = media.jpeg("cover.jpg");
+    const QStringList tags = metadata({"title= Song ", "artist=Ann", "album=Album", "track=03/12", "genre=Jazz", "lyrics=la la"});
     const QString path = media.ffmpeg("tags.m4a",
-                                      {"-i", jpeg, "-map", "0", "-map", "1", "-c:a", "aac", "-b:a", "96k", "-c:v",
-                                       "copy", "-disposition:v", "attached_pic", "-metadata", "title= Song ",
-                                       "-metadata", "artist=Ann", "-metadata", "album=Album", "-metadata",
-                                       "track=03/12", "-metadata", "genre=Jazz", "-metadata", "lyrics=la la"},
+                                      QStringList{"-i", jpeg, "-map", "0", "-map", "1", "-c:a", "aac", "-b:a", "96k",
+                                                  "-c:v", "copy", "-disposition:v", "attached_pic"} + tags,
                                       2.0, 48000, 1);
     const auto result = readFile(path, MP4Reader::readInfo);
     ASSERT_TRUE(result);

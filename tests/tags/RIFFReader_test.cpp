@@ -92,10 +92,8 @@ TEST(RIFFReader, TimesCompressedWAVEByFactChunkOrByteRate) {
 
 TEST(RIFFReader, ReadsInfoListTexts) {
     TagFiles files;
-    const auto made = readInfo(files.media.ffmpeg(u"a.wav"_s, {u"-metadata"_s, u"title=Ünï Title"_s, u"-metadata"_s,
-                                                               u"artist=Art"_s, u"-metadata"_s, u"album=Alb"_s,
-                                                               u"-metadata"_s, u"track=03/12"_s, u"-metadata"_s,
-                                                               u"genre=Ambient"_s}));
+    const auto made = readInfo(files.media.ffmpeg(
+        u"a.wav"_s, metadata({u"title=Ünï Title"_s, u"artist=Art"_s, u"album=Alb"_s, u"track=03/12"_s, u"genre=Ambient"_s})));
     ASSERT_TRUE(made);
     EXPECT_EQ(made->tags, (AudioTags{u"Ünï Title"_s, {u"Art"_s}, u"Alb"_s, u"3"_s, u"Ambient"_s, std::nullopt}));
 

@@ -1,7 +1,7 @@
 #include "Track.h"
 #include "TrackMetadata.h"
 
-#include "MediaFactory.h"
+#include "TagFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -14,8 +14,7 @@ using namespace sonvale;
 
 namespace {
 
-const QStringList kTagged = {"-metadata", "title=Song", "-metadata", "artist=A",
-                             "-metadata", "album=Record", "-metadata", "track=4"};
+const QStringList kTagged = metadata({"title=Song", "artist=A", "album=Record", "track=4"});
 
 void setModified(const QString& path, qint64 seconds) {
     struct utimbuf times {seconds, seconds};
@@ -32,55 +31,19 @@ Track freshlyLoaded(const QString& path) {
 
 }  // namespace
 
-TEST(TrackMetadata, ReloadCopiesWhatTheReaderFound) {
+TEST(TrackMetadata, RefreshCopiesWhatTheReaderFoundWhenTheFileChangedOrWasNeverRead) {
     MediaFactory media;
     const QString path = media.ffmpeg("01 - x.flac", kTagged, 1.5, 44100, 2);
-    setModified(path, 1700000000);
-    const Track track = freshlyLoaded(path);
+    setModified(path, 1600000000);
+    Track track(path);
+    EXPECT_EQ(refreshMetadata(track, false), RefreshResult::updated);
     EXPECT_EQ(track.status, TrackStatus::scanned);
     EXPECT_EQ(track.metaVersion, currentMetaVersion);
     EXPECT_EQ(QStringList({track.title, track.artist, track.album, track.track}),
               QStringList({"Song", "A", "Record", "4"}));
     EXPECT_EQ(std::tuple(track.duration, track.sampleRate, track.channels, track.size, track.timestamp),
-              std::tuple(1.5, 44100, 2, QFileInfo(path).size(), 1700000000));
+              std::tuple(1.5, 44100, 2, QFileInfo(path).size(), 1600000000));
     EXPECT_FALSE(track.lyrics);
-
-    // Without both resource values the old size and time stay.
-    Track kept(path);
-    kept.size = 5;
-    kept.timestamp = 6;
-    reloadMetadata(kept, ResourceValues{std::nullopt, 100});
-    EXPECT_EQ(std::tuple(kept.size, kept.timestamp, kept.title), std::tuple(5, 6, "Song"));
-}
-
-TEST(TrackMetadata, FallsBackToNamesAndTheProbeForWhatTheReadersLack) {
-    MediaFactory media;
-    ASSERT_TRUE(QDir(media.dir()).mkpath("Great Album"));
-    // No reader takes an MP3 without ID3v2 tag; libavformat gives its technical values.
-    const QString path =
-        media.ffmpeg("Great Album/07 - Song.mp3", {"-id3v2_version", "0", "-b:a", "128k"}, 2.0, 44100, 1);
-    EXPECT_FALSE(readAudioInfo(path));
-    const Track track = freshlyLoaded(path);
-    EXPECT_EQ(QStringList({track.title, track.album, track.artist, track.track}),
-              QStringList({"07 - Song", "Great Album", "", "7"}));
-    EXPECT_EQ(track.sampleRate, 44100);
-    EXPECT_EQ(track.channels, 1);
-    EXPECT_NEAR(track.duration, 2.0, 0.06);
-    EXPECT_EQ(track.bitRate, std::llround(double(track.size) * 8 / track.duration));
-
-    const Track junk = freshlyLoaded(media.write("dir/3 notes.flac", "not really audio at all"));
-    EXPECT_EQ(junk.status, TrackStatus::scanned);
-    EXPECT_EQ(QStringList({junk.title, junk.album, junk.track}), QStringList({"3 notes", "dir", "3"}));
-    EXPECT_EQ(std::tuple(junk.duration, junk.sampleRate, junk.size), std::tuple(0, 0, 23));
-}
-
-TEST(TrackMetadata, RefreshReadsOnlyWhatChangedOrWasNeverRead) {
-    MediaFactory media;
-    const QString path = media.ffmpeg("a.flac", kTagged);
-    setModified(path, 1600000000);
-    Track track(path);
-    EXPECT_EQ(refreshMetadata(track, false), RefreshResult::updated);
-    EXPECT_EQ(track.title, QStringLiteral("Song"));
 
     track.title = QStringLiteral("kept");
     EXPECT_EQ(refreshMetadata(track, false), RefreshResult::unchanged);
@@ -97,6 +60,13 @@ TEST(TrackMetadata, RefreshReadsOnlyWhatChangedOrWasNeverRead) {
     EXPECT_EQ(refreshMetadata(track, false), RefreshResult::updated);
     EXPECT_EQ(track.title, QStringLiteral("Song"));
 
+    // Without both resource values the old size and time stay.
+    Track kept(path);
+    kept.size = 5;
+    kept.timestamp = 6;
+    reloadMetadata(kept, ResourceValues{std::nullopt, 100});
+    EXPECT_EQ(std::tuple(kept.size, kept.timestamp, kept.title), std::tuple(5, 6, "Song"));
+
     // A vanished file is unreadable only when a read is forced; a record never read stays as it is.
     ASSERT_TRUE(QFile::remove(path));
     EXPECT_EQ(refreshMetadata(track, false), RefreshResult::unchanged);
@@ -104,6 +74,26 @@ TEST(TrackMetadata, RefreshReadsOnlyWhatChangedOrWasNeverRead) {
     Track never(path);
     EXPECT_EQ(refreshMetadata(never, true), RefreshResult::unchanged);
     EXPECT_EQ(never.status, TrackStatus::none);
+}
+
+TEST(TrackMetadata, FallsBackToNamesAndTheProbeForWhatTheReadersLack) {
+    MediaFactory media;
+    ASSERT_TRUE(QDir(media.dir()).mkpath("Great Album"));
+    // No reader takes an MP3 without ID3v2 tag; libavformat gives its technical values.
+    const QString path =
+        media.ffmpeg("Great Album/07 - Song.mp3", {"-id3v2_version", "0", "-b:a", "128k"}, 2.0, 44100, 1);
+    EXPECT_FALSE(readAudioInfo(path));
+    const Track track = freshlyLoaded(path);
+    EXPECT_EQ(QStringList({track.title, track.album, track.artist, track.track}),
+              QStringList({"07 - Song", "Great Album", "", "7"}));
+    EXPECT_EQ(std::tuple(track.sampleRate, track.channels), std::tuple(44100, 1));
+    EXPECT_NEAR(track.duration, 2.0, 0.06);
+    EXPECT_EQ(track.bitRate, std::llround(double(track.size) * 8 / track.duration));
+
+    const Track junk = freshlyLoaded(media.write("dir/3 notes.flac", "not really audio at all"));
+    EXPECT_EQ(junk.status, TrackStatus::scanned);
+    EXPECT_EQ(QStringList({junk.title, junk.album, junk.track}), QStringList({"3 notes", "dir", "3"}));
+    EXPECT_EQ(std::tuple(junk.duration, junk.sampleRate, junk.size), std::tuple(0, 0, 23));
 }
 
 // Embedded pictures come first; then exact JPEG names beside the file, searched once per track.
