@@ -16,7 +16,6 @@ TEST(AudioFileType, ClassifiesByMagicBehindAnyID3TagAndTakesBrokenTagsForMPEG) {
         {"RIFF\0\0\0\0WAVE", {AudioFileType::riff, 0}},
         {"FORM\0\0\0\0AIFF", {AudioFileType::aiff, 0}},
         {QByteArray("\0\0\0\x20" "ftypM4A ", 12), {AudioFileType::mp4, 0}},
-        {"flac", {AudioFileType::unknown, 0}},
         {"fLa", {AudioFileType::unknown, 0}},
         {mpeg, {AudioFileType::unknown, 0}},
         {tag(20) + "fLaC\0\0\0\0", {AudioFileType::flac, 30}},

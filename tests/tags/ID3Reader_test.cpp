@@ -52,7 +52,8 @@ TEST(ID3Reader, ReadsTagsThatFfmpegWrites) {
             QStringList{"-i", cover, "-i", chapters, "-map", "0:a", "-map", "1:v", "-map_chapters", "2", "-c:v", "copy",
                         "-disposition:v", "attached_pic", "-metadata:s:v", "comment=Cover (front)", "-id3v2_version",
                         version} +
-                metadata({QStringLiteral("title=Grüße ☃"), "artist=Someone", "album=Album", "track=03/12", "genre=Rock"}));
+                metadata({QStringLiteral("title=Grüße ☃"), "artist=Someone", "album=Album", "track=03/12",
+                          "genre=Rock"}));
         const auto file = FileBytes::open(path);
         ASSERT_TRUE(file);
         const auto read = ID3Reader::readTag(*file, 0);
@@ -72,19 +73,21 @@ TEST(ID3Reader, WalksTheFramesOfEveryVersionAndHeaderLayout) {
                            id3Picture(2, 0, "PICTURE");
     const QByteArray title = id3Frame(4, "TIT2", latin1("Title"));
     const QByteArray album = id3Frame(4, "TALB", latin1("Album"));
+    const QByteArray v23Title = id3Frame(3, "TIT2", latin1("Title"));
     const QByteArray a299(299, 'a'), b255(255, 'b');
     const AudioTags titleOnly{"Title", {}, {}, {}, {}, {}};
     const struct { const char* name; QByteArray tag; AudioTags tags; } cases[] = {
         {"2.2", id3Tag(2, v22, 0, 32), {"Title", {"A", "B"}, "Album", "7", "Rock", "Words"}},
         {"extended header, footer", id3Tag(4, syncsafe(6) + QByteArray("\x01\x00", 2) + title, 0x50), titleOnly},
-        {"2.3 extended header", id3Tag(3, be(6, 4) + QByteArray(6, '\0') + id3Frame(3, "TIT2", latin1("Title")), 0x40, 10),
-         titleOnly},
+        {"2.3 extended header", id3Tag(3, be(6, 4) + QByteArray(6, '\0') + v23Title, 0x40, 10), titleOnly},
         {"flag without extended header", id3Tag(4, title, 0x40), titleOnly},
         {"padding ends the frames", id3Tag(4, title + QByteArray("\0ALB", 4) + album), titleOnly},
         // 300 stored plainly reads as 172 syncsafe, which lands inside the text; a proper
         // syncsafe size wins even where the plain reading (512) would land in padding.
-        {"plain 2.4 size", id3Tag(4, id3Frame(4, "TIT2", latin1(a299), 0, true) + album, 0, 400), {a299, {}, "Album", {}, {}, {}}},
-        {"syncsafe 2.4 size", id3Tag(4, id3Frame(4, "TIT2", latin1(b255)) + album, 0, 400), {b255, {}, "Album", {}, {}, {}}},
+        {"plain 2.4 size", id3Tag(4, id3Frame(4, "TIT2", latin1(a299), 0, true) + album, 0, 400),
+         {a299, {}, "Album", {}, {}, {}}},
+        {"syncsafe 2.4 size", id3Tag(4, id3Frame(4, "TIT2", latin1(b255)) + album, 0, 400),
+         {b255, {}, "Album", {}, {}, {}}},
     };
     TagFiles files;
     for (const auto& c : cases) {
@@ -107,7 +110,8 @@ TEST(ID3Reader, DecodesTextEncodingsAndKeepsFirstNonEmptyValues) {
                                utf16("Next", true) + nul2;
     const QByteArray frames =
         id3Frame(4, "TIT2", latin1("  ")) + id3Frame(4, "TIT2", '\x03' + snow.toUtf8() + '\0') +
-        id3Frame(4, "TIT2", latin1("No")) + id3Frame(4, "TPE1", artists) + id3Frame(4, "TPE1", '\x02' + utf16(snow, true)) +
+        id3Frame(4, "TIT2", latin1("No")) + id3Frame(4, "TPE1", artists) +
+        id3Frame(4, "TPE1", '\x02' + utf16(snow, true)) +
         id3Frame(4, "TPE1", latin1(QByteArray("Caf\xE9\0\0", 6))) + id3Frame(4, "TALB", QByteArray("\x07x", 2)) +
         id3Frame(4, "TALB", "\x01\xFF\xFE" + utf16(" Odd", false) + 'x') + id3Frame(4, "TRCK", latin1("0")) +
         id3Frame(4, "TRCK", latin1("A1")) + id3Frame(4, "USLT", QByteArray("\0eng\0   ", 8)) +
@@ -159,7 +163,8 @@ TEST(ID3Reader, SkipsCompressedAndEncryptedFramesAndGroupingBytes) {
     // 2.3: compressed (with its inflated size), encrypted (with its method), grouped.
     const QByteArray v23 = id3Frame(3, "TIT2", be(100, 4) + "zlib", 0x80) +
                            id3Frame(3, "TIT2", "\x01" + latin1("Crypt"), 0x40) +
-                           id3Frame(3, "TIT2", "\x07" + latin1("Grouped"), 0x20) + id3Picture(3, 3, "X").replace(9, 1, "\x80");
+                           id3Frame(3, "TIT2", "\x07" + latin1("Grouped"), 0x20) +
+                           id3Picture(3, 3, "X").replace(9, 1, "\x80");
     const auto read23 = files.value(id3Tag(3, v23), ID3Reader::readTag);
     EXPECT_EQ(read23.tags.title, "Grouped");
     EXPECT_FALSE(read23.hasPicture);
@@ -209,9 +214,10 @@ TEST(ID3Reader, PrefersTheFrontCover) {
 TEST(ID3Reader, OrdersChaptersByTheTopLevelTableOfContents) {
     TagFiles files;
     const QByteArray chapters =
-        id3Chapter(4, "c2", 5000, 9000, "Two") + id3Chapter(4, "c1", 0, 0, "One") + id3Chapter(4, "c3", 9000, 9500, "Three");
-    const QByteArray tables =
-        tableOfContents("sub", false, {"c2", "missing"}) + chapters + tableOfContents("top", true, {"c1", "sub", "top"});
+        id3Chapter(4, "c2", 5000, 9000, "Two") + id3Chapter(4, "c1", 0, 0, "One") +
+        id3Chapter(4, "c3", 9000, 9500, "Three");
+    const QByteArray tables = tableOfContents("sub", false, {"c2", "missing"}) + chapters +
+                              tableOfContents("top", true, {"c1", "sub", "top"});
     EXPECT_EQ(files.value(id3Tag(4, tables), ID3Reader::readTag).chapters,
               (QList<Chapter>{{0, 0, "One"}, {5, 9, "Two"}, {9, 9.5, "Three"}}));
     const QByteArray subOnly = id3Tag(4, chapters + tableOfContents("sub", false, {"c1", "c2"}));
@@ -227,7 +233,8 @@ TEST(ID3Reader, FillsWhatAFlacStreamBehindItLacks) {
     const QString flac = files.media.ffmpeg(QStringLiteral("plain.flac"), metadata({"title=Flac Title"}), 2.0);
     ASSERT_FALSE(flac.isEmpty());
     const QByteArray frames = id3Frame(4, "TIT2", latin1("Tag Title")) + id3Frame(4, "TPE1", latin1("Tag Artist")) +
-                              id3Picture(4, 3, "JPEG") + id3Chapter(4, "a", 0, 0, "Start") + id3Chapter(4, "b", 1500, 0, "End");
+                              id3Picture(4, 3, "JPEG") + id3Chapter(4, "a", 0, 0, "Start") +
+                              id3Chapter(4, "b", 1500, 0, "End");
     const QByteArray id3 = id3Tag(4, frames, 0, 64);
     const AudioInfo info = files.value(id3 + *MediaFactory::readAll(flac), FLACReader::readInfo, id3.size());
     EXPECT_EQ(info.tags, (AudioTags{"Flac Title", {"Tag Artist"}, {}, {}, {}, {}}));

@@ -27,7 +27,8 @@ QByteArray apeBlock(uint32_t size, uint32_t flags) {
 QByteArray ape(bool withHeader, uint32_t size = 0) {
     const QByteArray items = le32(5) + le32(0) + QByteArray("Title\0", 6) + "hello";
     if (size == 0) size = uint32_t(items.size() + 32);
-    return (withHeader ? apeBlock(size, 0xA0000000) : QByteArray()) + items + apeBlock(size, withHeader ? 0x80000000 : 0);
+    const QByteArray header = withHeader ? apeBlock(size, 0xA0000000) : QByteArray();
+    return header + items + apeBlock(size, withHeader ? 0x80000000 : 0);
 }
 
 QByteArray lyrics3(const QByteArray& begin = "LYRICSBEGIN") {
@@ -68,11 +69,12 @@ TEST(ID3v1Tag, FindsAudioEndBehindTrailingTagsInAnyOrder) {
         const auto file = files.open(audio + c.trailer);
         ASSERT_TRUE(file);
         EXPECT_EQ(ID3v1Tag::audioEnd(*file), audio.size());
-        EXPECT_EQ(ID3v1Tag::read(*file).value_or(AudioTags{}).title, c.hasID3v1 ? std::optional<QString>("Song") : std::nullopt);
+        EXPECT_EQ(ID3v1Tag::read(*file).value_or(AudioTags{}).title,
+                  c.hasID3v1 ? std::optional<QString>("Song") : std::nullopt);
     }
     // Blocks that only look like tags stay audio, and so does anything behind them.
-    for (const QByteArray& bytes : {audio + ape(false, 5000), audio + v1 + ape(true, 10), audio + lyrics3("LYRICSBEGUN"),
-                                    QByteArray("TAG")}) {
+    for (const QByteArray& bytes :
+         {audio + ape(false, 5000), audio + v1 + ape(true, 10), audio + lyrics3("LYRICSBEGUN"), QByteArray("TAG")}) {
         const auto file = files.open(bytes);
         ASSERT_TRUE(file);
         EXPECT_EQ(ID3v1Tag::audioEnd(*file), file->size());

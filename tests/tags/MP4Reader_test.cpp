@@ -10,7 +10,9 @@ using namespace testbytes;
 
 namespace {
 
-QByteArray atom(const char* type, const QByteArray& body) { return be(8 + body.size(), 4) + QByteArray(type, 4) + body; }
+QByteArray atom(const char* type, const QByteArray& body) {
+    return be(8 + body.size(), 4) + QByteArray(type, 4) + body;
+}
 QByteArray atom64(const char* type, const QByteArray& body) {
     return be(1, 4) + QByteArray(type, 4) + be(16 + body.size(), 8) + body;
 }
@@ -39,7 +41,8 @@ QByteArray taggedFile(const QByteArray& ilstItems) {
 TEST(MP4Reader, ReadsTagsPropertiesAndCoverOfAnAacFile) {
     MediaFactory media;
     const QString jpeg = media.jpeg("cover.jpg");
-    const QStringList tags = metadata({"title= Song ", "artist=Ann", "album=Album", "track=03/12", "genre=Jazz", "lyrics=la la"});
+    const QStringList tags =
+        metadata({"title= Song ", "artist=Ann", "album=Album", "track=03/12", "genre=Jazz", "lyrics=la la"});
     const QString path = media.ffmpeg("tags.m4a",
                                       QStringList{"-i", jpeg, "-map", "0", "-map", "1", "-c:a", "aac", "-b:a", "96k",
                                                   "-c:v", "copy", "-disposition:v", "attached_pic"} + tags,
@@ -73,9 +76,9 @@ TEST(MP4Reader, TakesAlacAndPcmValuesFromTheCodecConfigurationOrTheSampleSizes) 
 TEST(MP4Reader, PrefersTheChapterTrackOverTheNeroList) {
     // ffmpeg's iPod muxer writes both a Nero list and a chapter text track.
     TagFiles files;
-    const QString chapters = files.media.write("chapters.txt",
-                                               ";FFMETADATA1\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=1000\ntitle=Intro\n"
-                                               "[CHAPTER]\nTIMEBASE=1/1000\nSTART=1000\nEND=3000\ntitle=Middle\n");
+    const QString chapters = files.media.write(
+        "chapters.txt", ";FFMETADATA1\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=1000\ntitle=Intro\n"
+                        "[CHAPTER]\nTIMEBASE=1/1000\nSTART=1000\nEND=3000\ntitle=Middle\n");
     const QString path =
         files.media.ffmpeg("chapters.m4a", {"-i", chapters, "-map", "0", "-map_chapters", "1", "-c:a", "aac"}, 3.0);
     QByteArray bytes = *MediaFactory::readAll(path);
@@ -98,7 +101,8 @@ TEST(MP4Reader, DecodesItemValues) {
     auto trkn = [](int track) { return atom("trkn", data(0, be(0, 2) + be(track, 2) + be(12, 2) + be(0, 2))); };
     const struct { QByteArray items; AudioTags tags; } cases[] = {
         // Every artist value counts; a text genre wins over a numeric one (the ID3v1 number plus one).
-        {artists + text("\251ART", "C") + gnre(22) + text("\251gen", "Jazz"), {{}, {"A", "B", "C"}, {}, {}, "Jazz", {}}},
+        {artists + text("\251ART", "C") + gnre(22) + text("\251gen", "Jazz"),
+         {{}, {"A", "B", "C"}, {}, {}, "Jazz", {}}},
         {text("\251gen", " ") + gnre(22), {{}, {}, {}, {}, "Ska", {}}},
         {gnre(192), {{}, {}, {}, {}, "Psybient", {}}},
         {gnre(0), {}},
@@ -108,7 +112,8 @@ TEST(MP4Reader, DecodesItemValues) {
         {atom("trkn", data(0, be(0, 2))), {}},
         {text("trkn", "05/9"), {{}, {}, {}, "5", {}, {}}},
         // Short data atoms and undecodable text are skipped for the next value.
-        {atom("\251nam", atom("data", be(1, 4)) + data(1, "\xFF\xFE") + data(1, "Third")), {"Third", {}, {}, {}, {}, {}}},
+        {atom("\251nam", atom("data", be(1, 4)) + data(1, "\xFF\xFE") + data(1, "Third")),
+         {"Third", {}, {}, {}, {}, {}}},
     };
     TagFiles files;
     for (const auto& c : cases) {
@@ -121,7 +126,8 @@ TEST(MP4Reader, FollowsLargeSizesSizeZeroAndQuickTimeMeta) {
     TagFiles files;
     // 64-bit moov and udta, a QuickTime meta without version and flags, a version 1 movie
     // header, and an mdat of size 0 that runs to the end of the file.
-    const QByteArray mvhd1 = atom("mvhd", be(0x01000000, 4) + be(0, 16) + be(600, 4) + be(1500, 8) + QByteArray(80, '\0'));
+    const QByteArray mvhd1 =
+        atom("mvhd", be(0x01000000, 4) + be(0, 16) + be(600, 4) + be(1500, 8) + QByteArray(80, '\0'));
     const QByteArray moov = atom64("moov", mvhd1 + atom64("udta", meta(text("\251nam", "Wide"), false)));
     const AudioInfo wide = files.value(kFtyp + moov + be(0, 4) + "mdat" + QByteArray(100, 'x'), MP4Reader::readInfo);
     EXPECT_EQ(wide.tags.title, "Wide");
