@@ -120,7 +120,7 @@ TEST(RIFFReader, WalksOddEmptyCutAndOversizedChunks) {
     // code that is no chunk code is read.
     const QByteArray form = pcmFmt() + data;
     for (const QByteArray& bytes : {wave(pcmFmt() + chunk("LIST", "INFO", 0xFFFFFFF0) + title),
-                                    wave(form + title, 4 + form.size()), wave(form + QByteArray(8, '\x01') + title)}) {
+                                    wave(form + title, 4 + form.size()), wave(form + QByteArray(4, '\x01') + le(0, 4) + title)}) {
         const auto read = files.read(bytes, RIFFReader::readInfo);
         ASSERT_TRUE(read);
         EXPECT_FALSE(read->tags.title);
