@@ -119,8 +119,9 @@ TEST(RIFFReader, WalksOddEmptyCutAndOversizedChunks) {
     // Nothing behind another chunk that claims ~4 GB, behind the declared form size or behind a
     // code that is no chunk code is read.
     const QByteArray form = pcmFmt() + data;
+    const QByteArray noCode = QByteArray(4, '\x01') + le(0, 4);
     for (const QByteArray& bytes : {wave(pcmFmt() + chunk("LIST", "INFO", 0xFFFFFFF0) + title),
-                                    wave(form + title, 4 + form.size()), wave(form + QByteArray(4, '\x01') + le(0, 4) + title)}) {
+                                    wave(form + title, 4 + form.size()), wave(form + noCode + title)}) {
         const auto read = files.read(bytes, RIFFReader::readInfo);
         ASSERT_TRUE(read);
         EXPECT_FALSE(read->tags.title);
