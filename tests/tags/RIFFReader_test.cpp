@@ -152,7 +152,7 @@ TEST(RIFFReader, ReadsAIFFNameAndAuthorChunks) {
 TEST(RIFFReader, DecodesExtendedSampleRates) {
     auto rate = [](const QByteArray& bytes) { return AIFFReader::sampleRate(ByteView(bytes)); };
     EXPECT_EQ(rate(extended(1)), 1.0);
-    EXPECT_EQ(rate(be(0x400D, 2) + be(0xADDD1745D1745D17, 8)), 0xADDD1745D1745D17 / double(1ULL << 49));
+    EXPECT_EQ(rate(be(0x400D, 2) + be(0xADDD1745D1745D17, 8)), double(0xADDD1745D1745D17) / double(1ULL << 49));
     EXPECT_FALSE(rate(be(0xC00E, 2) + be(0xAC44000000000000, 8)));  // negative
     EXPECT_FALSE(rate(be(0x7FFF, 2) + be(0x8000000000000000, 8)));  // infinity
     EXPECT_FALSE(rate(be(0x4017, 2) + be(0xFFFFFFFFFFFFFFFF, 8)));  // beyond 2^24
