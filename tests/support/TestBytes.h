@@ -46,4 +46,17 @@ inline QByteArray id3Tag(int major, const QByteArray& body, uint8_t flags = 0, i
     return bytes;
 }
 
+// APIC (PIC in 2.2) with a Latin-1 `description`, terminator included.
+inline QByteArray id3Picture(int major, uint8_t type, const QByteArray& data, char encoding = '\0',
+                             const QByteArray& description = QByteArray(1, '\0')) {
+    const QByteArray format = major == 2 ? QByteArray("JPG") : QByteArray("image/jpeg\0", 11);
+    return id3Frame(major, major == 2 ? "PIC" : "APIC", encoding + format + char(type) + description + data);
+}
+
+// CHAP with a Latin-1 TIT2 inside; an end of 0 is no end.
+inline QByteArray id3Chapter(int major, const QByteArray& id, quint32 startMs, quint32 endMs, const QByteArray& title) {
+    const QByteArray times = be(startMs, 4) + be(endMs, 4) + QByteArray(8, '\xFF');
+    return id3Frame(major, "CHAP", id + '\0' + times + id3Frame(major, "TIT2", '\0' + title));
+}
+
 }  // namespace testbytes

@@ -1,6 +1,4 @@
 #include "AudioFileType.h"
-#include "FLACReader.h"
-#include "FileBytes.h"
 #include "ID3Reader.h"
 #include "ID3v1Tag.h"
 #include "MP4Reader.h"
@@ -8,31 +6,29 @@
 #include "Track.h"
 #include "TrackMetadata.h"
 
-#include "MediaFactory.h"
+#include "TagFiles.h"
 
 #include <QDirIterator>
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 using namespace sonvale;
 
 namespace {
 
-std::optional<FileBytes> open(const QString& corpus, const char* name) {
-    return FileBytes::open(corpus + QLatin1Char('/') + QLatin1String(name));
-}
-
-template <typename Reader>
-AudioInfo infoOf(const QString& corpus, const char* name) {
-    const auto file = open(corpus, name);
-    return file ? Reader::readInfo(*file, 0).value_or(AudioInfo{}) : AudioInfo{};
+template <typename Result>
+Result readPeer(const QString& corpus, const char* name, TagReader<Result> reader) {
+    return readFile(corpus + QLatin1Char('/') + QLatin1String(name), reader).value_or(Result{});
 }
 
 }  // namespace
 
-// Third-party media, many of them broken on purpose: every file goes through type detection,
-// every reader whatever its type, the artwork search and a full metadata load. Nothing may crash
-// or hang (the sanitizer build turns memory errors into failures), and every record stays complete.
+// Third-party media, many of them broken on purpose: every file goes through type detection, the
+// ID3 reader, the artwork search and a full metadata load (the fuzz targets run every reader on
+// these files too). Nothing may crash or hang (the sanitizer build turns memory errors into
+// failures), and every record stays complete.
 TEST(PeerCorpus, EveryFileLoadsWithoutCrashing) {
     const auto corpus = MediaFactory::peerCorpus();
     if (!corpus) GTEST_SKIP() << "no peer corpus beside the repository";
@@ -49,15 +45,10 @@ TEST(PeerCorpus, EveryFileLoadsWithoutCrashing) {
             const auto tag = ID3Reader::readTag(*file, 0);
             EXPECT_EQ(ID3Reader::readInfo(*file, 0).has_value(), tag.has_value());
             EXPECT_TRUE(!ID3Reader::readPicture(*file, 0) || (tag && tag->hasPicture));
-            (void)MP4Reader::readInfo(*file, 0);
-            (void)MP4Reader::readPicture(*file, 0);
-            (void)RIFFReader::readInfo(*file, 0);
-            (void)RIFFReader::readPicture(*file, 0);
-            (void)FLACReader::readPicture(*file, 0);
-            (void)ID3v1Tag::read(*file);
         }
         if (const auto info = readAudioInfo(path)) {
-            EXPECT_GE(info->properties.duration, 0);
+            const AudioProperties& p = info->properties;
+            EXPECT_TRUE(std::isfinite(p.duration) && p.duration >= 0 && p.bitRate >= 0 && p.sampleRate >= 0);
             for (const Chapter& c : info->chapters) EXPECT_GE(c.start, 0);
         }
         (void)loadArtworkData(path);
@@ -72,10 +63,7 @@ TEST(PeerCorpus, EveryFileLoadsWithoutCrashing) {
 TEST(PeerCorpus, ID3TagsGiveTheirKnownValues) {
     const auto corpus = MediaFactory::peerCorpus();
     if (!corpus) GTEST_SKIP() << "no peer corpus beside the repository";
-    auto tagOf = [&](const char* name) {
-        const auto file = open(*corpus, name);
-        return file ? ID3Reader::readTag(*file, 0).value_or(ID3Tag{}) : ID3Tag{};
-    };
+    auto tagOf = [&](const char* name) { return readPeer(*corpus, name, ID3Reader::readTag); };
     const std::pair<const char*, const char*> titles[] = {
         {"taglib/005411.id3", "Sunshine Superman"},   {"taglib/unsynch24.id3", "Hi"},
         {"taglib/unsynch.id3", "My babe just cares for me"}, {"taglib/broken-tenc.id3", "Take On Me"},
@@ -87,28 +75,17 @@ TEST(PeerCorpus, ID3TagsGiveTheirKnownValues) {
     const ID3Tag toc = tagOf("taglib/toc_many_children.mp3");
     EXPECT_EQ(toc.chapters.size(), 129);
     EXPECT_EQ(toc.chapters.value(0).title, "Marker 1");
-    const auto itunes = open(*corpus, "taglib/itunes10.mp3");
-    ASSERT_TRUE(itunes);
-    EXPECT_TRUE(ID3Reader::readPicture(*itunes, 0).value_or(QByteArray()).startsWith("\x89PNG"));
-
-    const auto v1File = open(*corpus, "mutagen/silence-44-s-v1.mp3");
+    EXPECT_TRUE(readPeer(*corpus, "taglib/itunes10.mp3", ID3Reader::readPicture).startsWith("\x89PNG"));
+    const auto v1File = FileBytes::open(*corpus + QStringLiteral("/mutagen/silence-44-s-v1.mp3"));
     ASSERT_TRUE(v1File);
-    const auto v1 = ID3v1Tag::read(*v1File);
-    ASSERT_TRUE(v1);
-    EXPECT_EQ(v1->title, "Silence");
-    EXPECT_EQ(v1->artists, QStringList{"piman"});
-    EXPECT_EQ(v1->trackNumber, "2");
-    EXPECT_EQ(v1->genre, "Darkwave");
+    EXPECT_EQ(ID3v1Tag::read(*v1File), (AudioTags{"Silence", {"piman"}, "Quod Libet Test Data", "2", "Darkwave", {}}));
 }
 
 TEST(PeerCorpus, MP4FilesGiveTheirKnownValues) {
     const auto corpus = MediaFactory::peerCorpus();
     if (!corpus) GTEST_SKIP() << "no peer corpus beside the repository";
-    auto info = [&](const char* name) { return infoOf<MP4Reader>(*corpus, name); };
-    auto picture = [&](const char* name) {
-        const auto file = open(*corpus, name);
-        return file ? MP4Reader::readPicture(*file, 0).value_or(QByteArray()) : QByteArray();
-    };
+    auto info = [&](const char* name) { return readPeer(*corpus, name, MP4Reader::readInfo); };
+    auto picture = [&](const char* name) { return readPeer(*corpus, name, MP4Reader::readPicture); };
     EXPECT_EQ(info("taglib/gnre.m4a").tags.genre, "Ska");
     EXPECT_EQ(info("taglib/non-full-meta.m4a").tags.artists, QStringList{"Test Artist!!!!"});
     EXPECT_EQ(info("mutagen/truncated-64bit.mp4").tags.artists, QStringList{"Foobarella"});
@@ -122,9 +99,8 @@ TEST(PeerCorpus, MP4FilesGiveTheirKnownValues) {
 
     EXPECT_EQ(info("mutagen/alac.m4a").properties.bitRate, 2764);
     EXPECT_EQ(info("taglib/flac96.m4a").properties.sampleRate, 96000);
-    const AudioInfo ac3 = info("taglib/ac3.m4a");
-    EXPECT_EQ(ac3.properties.sampleRate, 48000);
-    EXPECT_EQ(ac3.properties.channels, 2);
+    const AudioProperties ac3 = info("taglib/ac3.m4a").properties;
+    EXPECT_EQ(std::tuple(ac3.sampleRate, ac3.channels), std::tuple(48000, 2));
     EXPECT_NEAR(info("taglib/no-tags.3g2").properties.duration, 15.0, 0.01);
 
     // 112 Nero chapters: the chapter track's samples lie in the stubbed-out media data.
@@ -138,7 +114,7 @@ TEST(PeerCorpus, MP4FilesGiveTheirKnownValues) {
 TEST(PeerCorpus, WaveAndAIFFFilesGiveTheirKnownValues) {
     const auto corpus = MediaFactory::peerCorpus();
     if (!corpus) GTEST_SKIP() << "no peer corpus beside the repository";
-    auto info = [&](const char* name) { return infoOf<RIFFReader>(*corpus, name); };
+    auto info = [&](const char* name) { return readPeer(*corpus, name, RIFFReader::readInfo); };
     EXPECT_EQ(info("mutagen/11k-1ch-2s-silence.aif").properties, (AudioProperties{2.0, 176400, 11025, 1}));
     EXPECT_EQ(info("mutagen/8k-4ch-1s-silence.aif").properties.channels, 4);
     EXPECT_EQ(info("taglib/rf64.wav").properties.sampleRate, 48000);
@@ -152,7 +128,5 @@ TEST(PeerCorpus, WaveAndAIFFFilesGiveTheirKnownValues) {
     EXPECT_EQ(info("taglib/duplicate_id3v2.aiff").tags.artists, QStringList{"Artist1"});
     EXPECT_EQ(info("mutagen/with-id3.aif").tags.title, "AIFF title");
     EXPECT_TRUE(info("mutagen/silence-2s-PCM-16000-08-ID3v23.wav").hasArtwork);
-    const auto withCover = open(*corpus, "mutagen/silence-2s-PCM-16000-08-ID3v23.wav");
-    ASSERT_TRUE(withCover);
-    EXPECT_TRUE(RIFFReader::readPicture(*withCover, 0));
+    EXPECT_FALSE(readPeer(*corpus, "mutagen/silence-2s-PCM-16000-08-ID3v23.wav", RIFFReader::readPicture).isEmpty());
 }

@@ -1,30 +1,18 @@
 #include "AIFFReader.h"
-#include "FileBytes.h"
 #include "RIFFReader.h"
 
-#include "MediaFactory.h"
+#include "TagFiles.h"
 #include "TestBytes.h"
 
 #include <gtest/gtest.h>
 
 using namespace sonvale;
 using namespace Qt::StringLiterals;
-
 using namespace testbytes;
 
 namespace {
 
-std::optional<AudioInfo> readInfo(const QString& path, qint64 offset = 0) {
-    const auto file = FileBytes::open(path);
-    return file ? RIFFReader::readInfo(*file, offset) : std::nullopt;
-}
-
-std::optional<QByteArray> readPicture(const QString& path, qint64 offset = 0) {
-    const auto file = FileBytes::open(path);
-    return file ? RIFFReader::readPicture(*file, offset) : std::nullopt;
-}
-
-QStringList args(const QString& text) { return text.split(QLatin1Char(' ')); }
+std::optional<AudioInfo> readInfo(const QString& path) { return readFile(path, RIFFReader::readInfo); }
 
 // A chunk padded to an even length; `size` overrides the size field of a WAVE chunk.
 QByteArray chunk(const char* id, const QByteArray& body, std::optional<quint32> size = std::nullopt) {
@@ -70,129 +58,101 @@ QByteArray extended(quint64 rate) {
 
 }  // namespace
 
-TEST(RIFFReader, ReadsUncompressedWAVEAndAIFFFromFFmpeg) {
+TEST(RIFFReader, ReadsUncompressedAndG711WAVEAndAIFFFromFFmpeg) {
     MediaFactory media;
     // Six channels make ffmpeg write WAVE_FORMAT_EXTENSIBLE; float and G.711 make it write AIFC,
-    // where a-law declares 8-bit samples.
+    // where a-law declares 8-bit samples. G.711 WAVE is timed by its fact chunk.
     const struct { const char* codec; const char* format; int bits, channels; } cases[] = {
         {"pcm_u8", "wav", 8, 1},     {"pcm_s16le", "wav", 16, 2}, {"pcm_f64le", "wav", 64, 1},
-        {"pcm_s24le", "wav", 24, 6}, {"pcm_s24be", "aiff", 24, 2}, {"pcm_f32be", "aiff", 32, 2},
-        {"pcm_alaw", "aiff", 8, 2}};
+        {"pcm_s24le", "wav", 24, 6}, {"pcm_alaw", "wav", 8, 2},   {"pcm_s24be", "aiff", 24, 2},
+        {"pcm_f32be", "aiff", 32, 2}, {"pcm_alaw", "aiff", 8, 2}};
     for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.codec) + " x" + std::to_string(c.channels));
+        SCOPED_TRACE(std::string(c.codec) + " " + c.format + " x" + std::to_string(c.channels));
         const auto info = readInfo(media.ffmpeg(u"t"_s, {"-c:a", c.codec, "-f", c.format}, 1.5, 22050, c.channels));
-        ASSERT_TRUE(info);
-        EXPECT_EQ(info->properties, (AudioProperties{1.5, qint64(c.bits) * c.channels * 22050, 22050, c.channels}));
-        EXPECT_EQ(info->tags, AudioTags{});
-        EXPECT_FALSE(info->hasArtwork);
+        EXPECT_EQ(info, (AudioInfo{{1.5, qint64(c.bits) * c.channels * 22050, 22050, c.channels}, {}, {}, false}));
     }
 }
 
 TEST(RIFFReader, TimesCompressedWAVEByFactChunkOrByteRate) {
-    MediaFactory media;
-    const auto alaw = readInfo(media.ffmpeg(u"a.wav"_s, args(u"-c:a pcm_alaw"_s), 2.0, 8000, 2));
-    ASSERT_TRUE(alaw);
-    EXPECT_EQ(alaw->properties, (AudioProperties{2.0, 128000, 8000, 2}));
-
+    TagFiles files;
     // IMA ADPCM: the fact chunk counts 1000 samples, the byte rate would say 2 s.
     const QByteArray adpcm = fmtChunk(0x11, 1, 8000, 256, 4, 4000);
     const QByteArray data = chunk("data", QByteArray(8000, '\0'));
-    auto info = readInfo(media.write(u"b.wav"_s, wave(adpcm + chunk("fact", le(1000, 4)) + data)));
-    ASSERT_TRUE(info);
-    EXPECT_EQ(info->properties, (AudioProperties{0.125, 32000, 8000, 1}));
-
+    EXPECT_EQ(files.value(wave(adpcm + chunk("fact", le(1000, 4)) + data), RIFFReader::readInfo).properties,
+              (AudioProperties{0.125, 32000, 8000, 1}));
     // PCM ignores a stale fact chunk; without a byte rate the data size gives the bit rate.
     const QByteArray pcm = fmtChunk(1, 2, 8000, 4, 16, 0) + chunk("fact", le(5, 4)) + data;
-    info = readInfo(media.write(u"d.wav"_s, wave(pcm)));
-    ASSERT_TRUE(info);
-    EXPECT_EQ(info->properties, (AudioProperties{0.25, 256000, 8000, 2}));
-}
-
-TEST(RIFFReader, TakesRF64DataSizeFromDs64) {
-    MediaFactory media;
+    EXPECT_EQ(files.value(wave(pcm), RIFFReader::readInfo).properties, (AudioProperties{0.25, 256000, 8000, 2}));
+    // RF64 takes the data size from ds64.
     const QByteArray ds64 = chunk("ds64", le(0, 8) + le(8000, 8) + le(2000, 8) + le(0, 4));
-    const QByteArray data = chunk("data", QByteArray(9000, '\0'), 0xFFFFFFFF);
-    const auto info = readInfo(media.write(u"a.wav"_s, "RF64" + le(0xFFFFFFFF, 4) + "WAVE" + ds64 + pcmFmt() + data));
-    ASSERT_TRUE(info);
-    EXPECT_EQ(info->properties.duration, 0.25);
+    const QByteArray rf64 =
+        "RF64" + le(0xFFFFFFFF, 4) + "WAVE" + ds64 + pcmFmt() + chunk("data", QByteArray(9000, '\0'), 0xFFFFFFFF);
+    EXPECT_EQ(files.value(rf64, RIFFReader::readInfo).properties.duration, 0.25);
 }
 
 TEST(RIFFReader, ReadsInfoListTexts) {
-    MediaFactory media;
-    const auto made = readInfo(media.ffmpeg(u"a.wav"_s, {u"-metadata"_s, u"title=Ünï Title"_s, u"-metadata"_s,
-                                                         u"artist=Art"_s, u"-metadata"_s, u"album=Alb"_s,
-                                                         u"-metadata"_s, u"track=03/12"_s, u"-metadata"_s,
-                                                         u"genre=Ambient"_s}));
-    ASSERT_TRUE(made);
-    EXPECT_EQ(made->tags, (AudioTags{u"Ünï Title"_s, {u"Art"_s}, u"Alb"_s, u"3"_s, u"Ambient"_s, std::nullopt}));
+    TagFiles files;
+    const auto made = readInfo(files.media.ffmpeg(
+        u"a.wav"_s,
+        metadata({u"title=Ünï Title"_s, u"artist=Art"_s, u"album=Alb"_s, u"track=03/12"_s, u"genre=Ambient"_s})));
+    EXPECT_EQ(made.value_or(AudioInfo{}).tags,
+              (AudioTags{u"Ünï Title"_s, {u"Art"_s}, u"Alb"_s, u"3"_s, u"Ambient"_s, std::nullopt}));
 
     // Latin-1 when not UTF-8, cut at the NUL, trimmed; an empty value does not hide a later one;
     // a second INFO list is not read.
     const QByteArray list = infoList({{"INAM", "  Caf\xe9\0junk"_ba}, {"IART", "A"}, {"IPRD", " \0"_ba},
                                       {"IPRD", "Album"}, {"ITRK", "0"}, {"IPRT", "007"}, {"IART", "B"}});
-    const auto crafted = readInfo(media.write(u"b.wav"_s, wave(pcmFmt() + list + infoList({{"IGNR", "Late"}}))));
-    ASSERT_TRUE(crafted);
-    EXPECT_EQ(crafted->tags, (AudioTags{u"Café"_s, {u"A"_s, u"B"_s}, u"Album"_s, u"7"_s, std::nullopt, std::nullopt}));
+    EXPECT_EQ(files.value(wave(pcmFmt() + list + infoList({{"IGNR", "Late"}})), RIFFReader::readInfo).tags,
+              (AudioTags{u"Café"_s, {u"A"_s, u"B"_s}, u"Album"_s, u"7"_s, std::nullopt, std::nullopt}));
 }
 
 TEST(RIFFReader, WalksOddEmptyCutAndOversizedChunks) {
-    MediaFactory media;
+    TagFiles files;
+    auto info = [&](const QByteArray& bytes) { return files.value(bytes, RIFFReader::readInfo); };
     const QByteArray data = chunk("data", QByteArray(32000, '\0'));
     const QByteArray title = infoList({{"INAM", "T"}});
-    const QByteArray oddAndEmpty = chunk("odd ", "abc") + chunk("zero", {});
-    auto info = readInfo(media.write(u"a.wav"_s, wave(oddAndEmpty + pcmFmt() + title + data)));
-    ASSERT_TRUE(info);
-    EXPECT_EQ(info->properties.duration, 1.0);
-    EXPECT_EQ(info->tags.title, u"T"_s);
-
-    // Sound data cut short keeps what the file holds; any other chunk that runs past the end
-    // (or claims ~4 GB) ends the walk.
-    info = readInfo(media.write(u"b.wav"_s, wave(pcmFmt() + chunk("data", QByteArray(16000, '\0'), 32000))));
-    ASSERT_TRUE(info);
-    EXPECT_EQ(info->properties.duration, 0.5);
-    info = readInfo(media.write(u"c.wav"_s, wave(pcmFmt() + chunk("LIST", "INFO", 0xFFFFFFF0) + title)));
-    ASSERT_TRUE(info);
-    EXPECT_FALSE(info->tags.title);
-
-    // Nothing behind the declared form size or a code that is no chunk code is read.
+    const AudioInfo odd = info(wave(chunk("odd ", "abc") + chunk("zero", {}) + pcmFmt() + title + data));
+    EXPECT_EQ(odd.properties.duration, 1.0);
+    EXPECT_EQ(odd.tags.title, u"T"_s);
+    // Sound data cut short keeps what the file holds.
+    EXPECT_EQ(info(wave(pcmFmt() + chunk("data", QByteArray(16000, '\0'), 32000))).properties.duration, 0.5);
+    // Nothing behind another chunk that claims ~4 GB, behind the declared form size or behind a
+    // code that is no chunk code is read.
     const QByteArray form = pcmFmt() + data;
-    info = readInfo(media.write(u"d.wav"_s, wave(form + title, 4 + form.size())));
-    ASSERT_TRUE(info);
-    EXPECT_FALSE(info->tags.title);
-    info = readInfo(media.write(u"e.wav"_s, wave(form + QByteArray(8, '\x01') + title)));
-    ASSERT_TRUE(info);
-    EXPECT_FALSE(info->tags.title);
+    const QByteArray noCode = QByteArray(4, '\x01') + le(0, 4);
+    for (const QByteArray& bytes : {wave(pcmFmt() + chunk("LIST", "INFO", 0xFFFFFFF0) + title),
+                                    wave(form + title, 4 + form.size()), wave(form + noCode + title)}) {
+        const auto read = files.read(bytes, RIFFReader::readInfo);
+        ASSERT_TRUE(read);
+        EXPECT_FALSE(read->tags.title);
+    }
 }
 
 TEST(RIFFReader, RejectsFilesWithoutUsableForm) {
-    MediaFactory media;
+    TagFiles files;
     const QByteArray data = chunk("data", QByteArray(100, '\0'));
     for (const QByteArray& bytes :
          {"RIFF" + le(100, 4) + "AVI " + pcmFmt() + data, "RIFF" + le(4, 4) + "WAV",
           wave(chunk("big ", "x", 0xFFFFFFF0) + pcmFmt()), wave(data + infoList({{"INAM", "no format"}})),
           wave(chunk("fmt ", QByteArray(12, '\x01')) + data), wave(fmtChunk(1, 0, 8000, 4, 16, 32000) + data),
           wave(fmtChunk(1, 2, 0, 4, 16, 32000) + data), aiff("AIFF", aiffChunk("COMM", QByteArray(18, '\0')))}) {
-        EXPECT_FALSE(readInfo(media.write(u"x"_s, bytes)));
+        EXPECT_FALSE(files.read(bytes, RIFFReader::readInfo));
     }
-    EXPECT_FALSE(readInfo(media.write(u"y"_s, wave(pcmFmt() + data)), 3));
 }
 
 TEST(RIFFReader, ReadsAIFFNameAndAuthorChunks) {
-    MediaFactory media;
+    TagFiles files;
     const QByteArray comm = aiffChunk("COMM", be(1, 2) + be(22050, 4) + be(16, 2) + extended(44100));
     const QByteArray ssnd = aiffChunk("SSND", be(0, 4) + be(0, 4) + QByteArray(44100, '\0'));
     const QByteArray texts = aiffChunk("NAME", "  Odd title") + aiffChunk("AUTH", "Auth\xf6r");
-    const auto info = readInfo(media.write(u"a.aif"_s, aiff("AIFF", texts + comm + ssnd)));
-    ASSERT_TRUE(info);
-    EXPECT_EQ(info->properties, (AudioProperties{0.5, 705600, 44100, 1}));
-    EXPECT_EQ(info->tags.title, u"Odd title"_s);
-    EXPECT_EQ(info->tags.artists, QList<QString>{u"Authör"_s});
+    EXPECT_EQ(files.read(aiff("AIFF", texts + comm + ssnd), RIFFReader::readInfo),
+              (AudioInfo{{0.5, 705600, 44100, 1}, {u"Odd title"_s, {u"Authör"_s}, {}, {}, {}, {}}, {}, false}));
 }
 
 TEST(RIFFReader, DecodesExtendedSampleRates) {
     auto rate = [](const QByteArray& bytes) { return AIFFReader::sampleRate(ByteView(bytes)); };
     EXPECT_EQ(rate(extended(1)), 1.0);
-    EXPECT_EQ(rate(be(0x400D, 2) + be(0xADDD1745D1745D17, 8)), 0xADDD1745D1745D17 / double(1ULL << 49));
+    EXPECT_EQ(rate(be(0x400D, 2) + be(0xADDD1745D1745D17, 8)), double(0xADDD1745D1745D17) / double(1ULL << 49));
     EXPECT_FALSE(rate(be(0xC00E, 2) + be(0xAC44000000000000, 8)));  // negative
     EXPECT_FALSE(rate(be(0x7FFF, 2) + be(0x8000000000000000, 8)));  // infinity
     EXPECT_FALSE(rate(be(0x4017, 2) + be(0xFFFFFFFFFFFFFFFF, 8)));  // beyond 2^24
@@ -200,47 +160,28 @@ TEST(RIFFReader, DecodesExtendedSampleRates) {
 }
 
 TEST(RIFFReader, LetsID3ChunkWinOverNativeTextsFieldByField) {
-    MediaFactory media;
+    TagFiles files;
     const QByteArray picture = "\xff\xd8\xff\xe0 jpeg"_ba;
     // A chapter without an end runs to the end of the one second of sound.
-    const QByteArray chapter = id3Frame(3, "CHAP", "ch1\0"_ba + be(0, 8) + be(~0ULL, 8) + id3Text("TIT2", "Intro"));
-    const QByteArray apic = id3Frame(3, "APIC", "\0image/jpeg\0\x03\0"_ba + picture);
-    const QByteArray tag =
-        id3Tag(3, id3Text("TIT2", "ID3 title") + id3Text("TPE1", "ID3 artist") + id3Text("TRCK", "5/9") + apic + chapter);
+    const QByteArray tag = id3Tag(3, id3Text("TIT2", "ID3 title") + id3Text("TPE1", "ID3 artist") +
+                                         id3Text("TRCK", "5/9") + id3Picture(3, 3, picture) +
+                                         id3Chapter(3, "ch1", 0, 0, "Intro"));
     const QByteArray info = infoList({{"INAM", "Info title"}, {"IART", "Info artist"}, {"IPRD", "Info album"}});
+    // Of two ID3 chunks, in either spelling, the first wins.
     const QByteArray second = chunk("ID3 ", id3Tag(3, id3Text("TIT2", "Second")));
-    const QByteArray data = chunk("data", QByteArray(32000, '\0'));
-    const QString path = media.write(u"a.wav"_s, wave(pcmFmt() + info + data + chunk("id3 ", tag) + second));
+    const QString path =
+        files.write(wave(pcmFmt() + info + chunk("data", QByteArray(32000, '\0')) + chunk("id3 ", tag) + second));
     const auto read = readInfo(path);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->tags, (AudioTags{u"ID3 title"_s, {u"ID3 artist"_s}, u"Info album"_s, u"5"_s, {}, {}}));
     EXPECT_EQ(read->chapters, QList<Chapter>{(Chapter{0, 1.0, u"Intro"_s})});
     EXPECT_TRUE(read->hasArtwork);
-    EXPECT_EQ(readPicture(path), picture);
+    EXPECT_EQ(readFile(path, RIFFReader::readPicture), picture);
 
     // A tag in front of the form only fills what the form left empty.
     const QByteArray front = id3Tag(3, id3Text("TIT2", "Front title") + id3Text("TCON", "Front genre"));
-    const QString fronted = media.write(u"b.wav"_s, front + wave(pcmFmt() + info));
-    const auto withFront = readInfo(fronted, front.size());
+    const auto withFront = files.read(front + wave(pcmFmt() + info), RIFFReader::readInfo, front.size());
     ASSERT_TRUE(withFront);
     EXPECT_EQ(withFront->tags.title, u"Info title"_s);
     EXPECT_EQ(withFront->tags.genre, u"Front genre"_s);
-}
-
-TEST(RIFFReader, ReadsID3ChunkAndCoverOfFFmpegAIFF) {
-    MediaFactory media;
-    const QString cover = media.jpeg(u"cover.jpg"_s);
-    const QString path = media.ffmpeg(
-        u"a.aiff"_s,
-        QStringList{u"-i"_s, cover} +
-            args(u"-map 0:a -map 1:v -c:v copy -disposition:v attached_pic -write_id3v2 1 -id3v2_version 3 -f aiff"_s) +
-            QStringList{u"-metadata"_s, u"artist=Tagged Artist"_s, u"-metadata"_s, u"track=2"_s},
-        1.0, 44100, 1);
-    const auto info = readInfo(path);
-    ASSERT_TRUE(info);
-    EXPECT_EQ(info->properties, (AudioProperties{1.0, 705600, 44100, 1}));
-    EXPECT_EQ(info->tags.artists, QList<QString>{u"Tagged Artist"_s});
-    EXPECT_EQ(info->tags.trackNumber, u"2"_s);
-    EXPECT_TRUE(info->hasArtwork);
-    EXPECT_EQ(readPicture(path), MediaFactory::readAll(cover));
 }

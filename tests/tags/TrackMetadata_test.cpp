@@ -1,7 +1,7 @@
 #include "Track.h"
 #include "TrackMetadata.h"
 
-#include "MediaFactory.h"
+#include "TagFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -14,87 +14,28 @@ using namespace sonvale;
 
 namespace {
 
-const QStringList kTagged = {"-metadata", "title=Song", "-metadata", "artist=A",
-                             "-metadata", "album=Record", "-metadata", "track=4"};
+const QStringList kTagged = metadata({"title=Song", "artist=A", "album=Record", "track=4"});
 
 void setModified(const QString& path, qint64 seconds) {
     struct utimbuf times {seconds, seconds};
     ASSERT_EQ(utime(QFile::encodeName(path).constData(), &times), 0);
 }
 
-Track freshlyLoaded(const QString& path) {
-    Track track(path);
-    const auto values = fileResourceValues(path);
-    EXPECT_TRUE(values);
-    if (values) reloadMetadata(track, *values);
-    return track;
-}
-
 }  // namespace
 
-TEST(TrackMetadata, ReloadCopiesWhatTheReaderFound) {
+TEST(TrackMetadata, RefreshCopiesWhatTheReaderFoundWhenTheFileChangedOrWasNeverRead) {
     MediaFactory media;
     const QString path = media.ffmpeg("01 - x.flac", kTagged, 1.5, 44100, 2);
-    ASSERT_FALSE(path.isEmpty());
-    setModified(path, 1700000000);
-    const Track track = freshlyLoaded(path);
+    setModified(path, 1600000000);
+    Track track(path);
+    EXPECT_EQ(refreshMetadata(track, false), RefreshResult::updated);
     EXPECT_EQ(track.status, TrackStatus::scanned);
     EXPECT_EQ(track.metaVersion, currentMetaVersion);
     EXPECT_EQ(QStringList({track.title, track.artist, track.album, track.track}),
               QStringList({"Song", "A", "Record", "4"}));
-    EXPECT_DOUBLE_EQ(track.duration, 1.5);
-    EXPECT_EQ(track.sampleRate, 44100);
-    EXPECT_EQ(track.channels, 2);
-    EXPECT_EQ(track.size, QFileInfo(path).size());
-    EXPECT_EQ(track.timestamp, 1700000000);
+    EXPECT_EQ(std::tuple(track.duration, track.sampleRate, track.channels, track.size, track.timestamp),
+              std::tuple(1.5, 44100, 2, QFileInfo(path).size(), 1600000000));
     EXPECT_FALSE(track.lyrics);
-
-    // Without resource values the old size and time stay.
-    Track kept(path);
-    kept.size = 5;
-    kept.timestamp = 6;
-    reloadMetadata(kept, ResourceValues{std::nullopt, 100});
-    EXPECT_EQ(kept.size, 5);
-    EXPECT_EQ(kept.timestamp, 6);
-    EXPECT_EQ(kept.title, "Song");
-}
-
-TEST(TrackMetadata, FallsBackToFileAndFolderNamesEvenForUnreadableContent) {
-    MediaFactory media;
-    ASSERT_TRUE(QDir(media.dir()).mkpath("Great Album"));
-    const Track untagged = freshlyLoaded(media.ffmpeg("Great Album/07 - Song.flac", {}));
-    EXPECT_EQ(QStringList({untagged.title, untagged.album, untagged.artist, untagged.track}),
-              QStringList({"07 - Song", "Great Album", "", "7"}));
-
-    const Track junk = freshlyLoaded(media.write("dir/3 notes.flac", "not really audio at all"));
-    EXPECT_EQ(junk.status, TrackStatus::scanned);
-    EXPECT_EQ(QStringList({junk.title, junk.album, junk.track}), QStringList({"3 notes", "dir", "3"}));
-    EXPECT_EQ(junk.duration, 0);
-    EXPECT_EQ(junk.sampleRate, 0);
-    EXPECT_EQ(junk.size, 23);
-}
-
-TEST(TrackMetadata, ProbesAnMP3WithoutTagForTechnicalValues) {
-    MediaFactory media;
-    const QString path = media.ffmpeg("2020 Live.mp3", {"-id3v2_version", "0", "-b:a", "128k"}, 2.0, 44100, 1);
-    ASSERT_FALSE(path.isEmpty());
-    EXPECT_FALSE(readAudioInfo(path));  // no ID3v2 tag: not recognised by the readers
-    const Track track = freshlyLoaded(path);
-    EXPECT_EQ(track.title, "2020 Live");
-    EXPECT_EQ(track.track, QString());
-    EXPECT_EQ(track.sampleRate, 44100);
-    EXPECT_EQ(track.channels, 1);
-    EXPECT_NEAR(track.duration, 2.0, 0.06);
-    EXPECT_EQ(track.bitRate, std::llround(double(track.size) * 8 / track.duration));
-}
-
-TEST(TrackMetadata, RefreshReadsOnlyWhatChangedOrWasNeverRead) {
-    MediaFactory media;
-    const QString path = media.ffmpeg("a.flac", kTagged);
-    setModified(path, 1600000000);
-    Track track(path);
-    EXPECT_EQ(refreshMetadata(track, false), RefreshResult::updated);
-    EXPECT_EQ(track.title, QStringLiteral("Song"));
 
     track.title = QStringLiteral("kept");
     EXPECT_EQ(refreshMetadata(track, false), RefreshResult::unchanged);
@@ -111,6 +52,13 @@ TEST(TrackMetadata, RefreshReadsOnlyWhatChangedOrWasNeverRead) {
     EXPECT_EQ(refreshMetadata(track, false), RefreshResult::updated);
     EXPECT_EQ(track.title, QStringLiteral("Song"));
 
+    // Without both resource values the old size and time stay.
+    Track kept(path);
+    kept.size = 5;
+    kept.timestamp = 6;
+    reloadMetadata(kept, ResourceValues{std::nullopt, 100});
+    EXPECT_EQ(std::tuple(kept.size, kept.timestamp, kept.title), std::tuple(5, 6, "Song"));
+
     // A vanished file is unreadable only when a read is forced; a record never read stays as it is.
     ASSERT_TRUE(QFile::remove(path));
     EXPECT_EQ(refreshMetadata(track, false), RefreshResult::unchanged);
@@ -118,6 +66,22 @@ TEST(TrackMetadata, RefreshReadsOnlyWhatChangedOrWasNeverRead) {
     Track never(path);
     EXPECT_EQ(refreshMetadata(never, true), RefreshResult::unchanged);
     EXPECT_EQ(never.status, TrackStatus::none);
+}
+
+TEST(TrackMetadata, FallsBackToNamesAndTheProbeForWhatTheReadersLack) {
+    MediaFactory media;
+    ASSERT_TRUE(QDir(media.dir()).mkpath("Great Album"));
+    // No reader takes an MP3 without ID3v2 tag; libavformat gives its technical values.
+    const QString path =
+        media.ffmpeg("Great Album/07 - Song.mp3", {"-id3v2_version", "0", "-b:a", "128k"}, 2.0, 44100, 1);
+    EXPECT_FALSE(readAudioInfo(path));
+    Track track(path);
+    reloadMetadata(track, fileResourceValues(path).value_or(ResourceValues{}));
+    EXPECT_EQ(QStringList({track.title, track.album, track.artist, track.track}),
+              QStringList({"07 - Song", "Great Album", "", "7"}));
+    EXPECT_EQ(std::tuple(track.sampleRate, track.channels), std::tuple(44100, 1));
+    EXPECT_NEAR(track.duration, 2.0, 0.06);
+    EXPECT_EQ(track.bitRate, std::llround(double(track.size) * 8 / track.duration));
 }
 
 // Embedded pictures come first; then exact JPEG names beside the file, searched once per track.
