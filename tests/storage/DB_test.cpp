@@ -21,46 +21,24 @@ namespace {
 void makeOldFile(const QString& dir) {
     { DB db(dir, 12); }
     auto db = SQLiteDatabase::open(dbPathIn(dir));
-    ASSERT_TRUE(
-        db &&
-        db->executeStatements(QStringLiteral(
-            "INSERT INTO metadata (path, size, timestamp, duration, bitRate) VALUES ('/m/a.flac', 1, 2, 3, 4);")));
+    ASSERT_TRUE(db && db->executeStatements(QStringLiteral(
+                          "INSERT INTO metadata (path, size, timestamp, duration, bitRate) VALUES ('/m/a.flac', 1, 2, 3, 4);")));
 }
 
 }  // namespace
-
-TEST(DB, ConnectionHasTheCacheAndForeignKeysOnAndSynchronousWritesOff) {
-    QTemporaryDir dir;
-    DB db(dir.path());
-    ASSERT_TRUE(db.queue());
-    EXPECT_EQ(db.path(), dbPathIn(dir.path()));
-    bool caching = false;
-    std::optional<QString> synchronous;
-    bool orphanInserted = true;
-    db.queue()->inDatabase([&](SQLiteDatabase& connection) {
-        caching = connection.shouldCacheStatements();
-        synchronous = scalar(connection, u"SELECT synchronous AS v FROM pragma_synchronous"_s);
-        orphanInserted = run(connection, u"INSERT INTO lyrics (track_id, text) VALUES (99, 'la')"_s);
-    });
-    EXPECT_TRUE(caching);
-    EXPECT_EQ(synchronous, u"0"_s);
-    EXPECT_FALSE(orphanInserted);  // foreign keys are enforced
-}
 
 TEST(DB, DataDirectoryFollowsXdgDataHomeAndIsMadeWithItsParents) {
     QTemporaryDir dir;
     const QByteArray saved = qgetenv("XDG_DATA_HOME");
     const QString home = dir.filePath(u"a/b"_s);
     setenv("XDG_DATA_HOME", QFile::encodeName(home).constData(), 1);
-    const QString data = DB::defaultDataDirectory();
     {
         DB db;
         EXPECT_TRUE(db.queue());
         EXPECT_EQ(db.path(), dbPathIn(home + u"/Sonvale"_s));
     }
     setenv("XDG_DATA_HOME", saved.constData(), 1);
-    EXPECT_EQ(data, home + u"/Sonvale"_s);
-    EXPECT_TRUE(QFile::exists(dbPathIn(data)));
+    EXPECT_TRUE(QFile::exists(dbPathIn(home + u"/Sonvale"_s)));
 
     const QString given = dir.filePath(u"x/y"_s);
     { DB db(given); }
@@ -69,8 +47,7 @@ TEST(DB, DataDirectoryFollowsXdgDataHomeAndIsMadeWithItsParents) {
 
 TEST(DB, FileThatIsNotADatabaseIsLeftAsItIs) {
     QTemporaryDir dir;
-    QByteArray garbage;
-    for (int i = 0; i < 512; ++i) garbage += "not a database, just some text ";
+    const QByteArray garbage = QByteArray("not a database, just some text ").repeated(512);
     {
         QFile file(dbPathIn(dir.path()));
         ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(garbage) == garbage.size());
@@ -111,7 +88,6 @@ TEST(DB, ReadOnlyDataDirectoryLosesNothing) {
         LogCapture log;
         DB db(old);
         EXPECT_TRUE(db.queue());
-        EXPECT_TRUE(log.contains(QtInfoMsg, u"DB backup created at "_s + dbPathIn(old) + u".bak.12"_s));
         EXPECT_TRUE(log.contains(QtCriticalMsg, u"DB migration to 13 failed, rolling back"_s));
     }
     EXPECT_EQ(MediaFactory::readAll(dbPathIn(old)), before);
@@ -130,7 +106,6 @@ TEST(DB, DatabaseLockedByAnotherConnectionIsLeftAsItIs) {
         LogCapture log;
         DB db(dir.path());
         EXPECT_TRUE(db.queue());
-        EXPECT_TRUE(log.contains(u"DB Error: 5 \"database is locked\""_s));
         EXPECT_TRUE(log.contains(QtCriticalMsg, u"DB error: database is locked"_s));
     }
     ASSERT_TRUE(holder->executeStatements(u"ROLLBACK;"_s));
@@ -140,5 +115,5 @@ TEST(DB, DatabaseLockedByAnotherConnectionIsLeftAsItIs) {
     { DB db(dir.path()); }
     auto migrated = SQLiteDatabase::open(dbPathIn(dir.path()));
     ASSERT_TRUE(migrated);
-    EXPECT_EQ(scalar(*migrated, u"SELECT path AS v FROM tracks"_s), u"/m/a.flac"_s);
+    EXPECT_EQ(column(*migrated, u"SELECT path AS v FROM tracks"_s), QStringList{u"/m/a.flac"_s});
 }

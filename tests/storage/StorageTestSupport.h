@@ -1,17 +1,17 @@
 #pragma once
 
+#include "DB.h"
 #include "SQLiteDatabase.h"
 
 #include <QString>
 #include <QStringList>
+#include <QTemporaryDir>
 #include <QtGlobal>
+
+#include <gtest/gtest.h>
 
 #include <optional>
 #include <ostream>
-
-namespace sonvale {
-class DB;
-}
 
 // Collects the lines logged in "sonvale.db" while it lives (one at a time per process).
 class LogCapture {
@@ -31,21 +31,17 @@ private:
     QtMessageHandler previous_ = nullptr;
 };
 
-// Runs `sql` and returns its column named v in the first row as text; std::nullopt when no
-// row came back or v is NULL.
-std::optional<QString> scalar(sonvale::SQLiteDatabase& db, const QString& sql,
-                              const std::vector<sonvale::SQLValue>& values = {});
+// The column named v of every row `sql` gives, as text ("NULL" for NULL); the second form
+// runs on the database's queue.
+QStringList column(sonvale::SQLiteDatabase& db, const QString& sql, const std::vector<sonvale::SQLValue>& values = {});
+QStringList column(sonvale::DB& db, const QString& sql, const std::vector<sonvale::SQLValue>& values = {});
 // Runs a change statement to completion.
 bool run(sonvale::SQLiteDatabase& db, const QString& sql, const std::vector<sonvale::SQLValue>& values = {});
-
-// Runs `sql` on the database's queue and returns the column named v of every row as text
-// ("NULL" for NULL), in row order.
-QStringList columnOf(sonvale::DB& db, const QString& sql, const std::vector<sonvale::SQLValue>& values = {});
 // Runs statements on the database's queue; true when all succeeded.
 bool exec(sonvale::DB& db, const QString& sql);
 
-// Every table of the file with its columns, foreign keys and indexes, one line each, read back
-// from SQLite rather than from the stored SQL texts.
+// Every column, foreign key and index of every table of the file, one sorted line each, read
+// back from SQLite rather than from the stored SQL texts.
 QStringList schemaOf(const QString& path);
 // The database file in `dir`, its user version (-1 when it cannot be opened), the files in `dir`.
 QString dbPathIn(const QString& dir);
@@ -67,6 +63,18 @@ public:
 private:
     bool wasRoot_ = false;
     bool active_ = false;
+};
+
+// A library database in a temporary directory, with shortcuts for filling it.
+class StorageTest : public testing::Test {
+protected:
+    // Adds a library folder; its row id.
+    qint64 addFolder(const QString& root);
+    // Inserts a track, then stores its title and folder.
+    sonvale::TrackRef addTrack(const QString& path, const QString& title = {}, qint64 folder = 0);
+
+    QTemporaryDir dir;
+    sonvale::DB db{dir.path()};
 };
 
 // Readable failure messages for texts and lists of texts.
