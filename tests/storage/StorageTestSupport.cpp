@@ -1,11 +1,6 @@
 #include "StorageTestSupport.h"
 
-#include <QDir>
-
 #include <mutex>
-
-#include <sys/fsuid.h>
-#include <unistd.h>
 
 using sonvale::SQLiteDatabase;
 using sonvale::SQLValue;
@@ -14,8 +9,6 @@ namespace {
 
 std::mutex captureMutex;
 QList<std::pair<QtMsgType, QString>> captured;
-
-constexpr uid_t kNobody = 65534;
 
 void captureHandler(QtMsgType type, const QMessageLogContext& context, const QString& message) {
     if (qstrcmp(context.category, "sonvale.db") != 0) return;
@@ -61,60 +54,10 @@ QStringList column(sonvale::DB& db, const QString& sql, const std::vector<SQLVal
     return result;
 }
 
-bool run(SQLiteDatabase& db, const QString& sql, const std::vector<SQLValue>& values) {
-    auto cursor = db.executeQuery(sql, values);
-    return cursor && cursor->step() == sonvale::SQLiteCode::done;
-}
-
 bool exec(sonvale::DB& db, const QString& sql) {
     bool ok = false;
     db.queue()->inDatabase([&](SQLiteDatabase& connection) { ok = connection.executeStatements(sql); });
     return ok;
-}
-
-QStringList schemaOf(const QString& path) {
-    auto db = SQLiteDatabase::open(path);
-    if (!db) return {QStringLiteral("cannot open")};
-    return column(*db, QStringLiteral(
-        "SELECT t.name || ' column ' || c.name || ' ' || c.type || ' ' || c.\"notnull\" || ' ' || "
-        "ifnull(c.dflt_value, '-') || ' ' || c.pk AS v FROM sqlite_master t, pragma_table_info(t.name) c "
-        "WHERE t.type = 'table' "
-        "UNION ALL SELECT t.name || ' foreign key ' || f.\"from\" || ' ' || f.\"table\" || ' ' || f.\"to\" || ' ' || "
-        "f.on_delete FROM sqlite_master t, pragma_foreign_key_list(t.name) f WHERE t.type = 'table' "
-        "UNION ALL SELECT t.name || ' index ' || i.name || ' ' || i.\"unique\" || ' (' || "
-        "(SELECT group_concat(name, ', ') FROM pragma_index_info(i.name)) || ')' "
-        "FROM sqlite_master t, pragma_index_list(t.name) i WHERE t.type = 'table' AND i.origin = 'c' ORDER BY 1"));
-}
-
-QString dbPathIn(const QString& dir) {
-    return QDir(dir).filePath(sonvale::DB::fileName());
-}
-
-qint64 userVersionOf(const QString& path) {
-    auto db = SQLiteDatabase::open(path);
-    return db ? db->userVersion() : -1;
-}
-
-QStringList filesIn(const QString& dir) {
-    return QDir(dir).entryList(QDir::Files, QDir::Name);
-}
-
-WithoutFilePrivileges::WithoutFilePrivileges() : wasRoot_(geteuid() == 0) {
-    if (!wasRoot_) {
-        active_ = true;
-        return;
-    }
-    // The file-system ids belong to the calling thread alone; leaving 0 also drops the
-    // capabilities that override file permissions.
-    setfsgid(kNobody);
-    setfsuid(kNobody);
-    active_ = setfsuid(uid_t(-1)) == int(kNobody);
-}
-
-WithoutFilePrivileges::~WithoutFilePrivileges() {
-    if (!wasRoot_) return;
-    setfsuid(0);
-    setfsgid(0);
 }
 
 qint64 StorageTest::addFolder(const QString& root) {

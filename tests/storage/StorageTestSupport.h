@@ -32,38 +32,11 @@ private:
 };
 
 // The column named v of every row `sql` gives, as text ("NULL" for NULL); the second form
-// runs on the database's queue.
+// runs on the database's queue. A change statement is run to its end.
 QStringList column(sonvale::SQLiteDatabase& db, const QString& sql, const std::vector<sonvale::SQLValue>& values = {});
 QStringList column(sonvale::DB& db, const QString& sql, const std::vector<sonvale::SQLValue>& values = {});
-// Runs a change statement to completion.
-bool run(sonvale::SQLiteDatabase& db, const QString& sql, const std::vector<sonvale::SQLValue>& values = {});
 // Runs statements on the database's queue; true when all succeeded.
 bool exec(sonvale::DB& db, const QString& sql);
-
-// Every column, foreign key and index of every table of the file, one sorted line each, read
-// back from SQLite rather than from the stored SQL texts.
-QStringList schemaOf(const QString& path);
-// The database file in `dir`, its user version (-1 when it cannot be opened), the files in `dir`.
-QString dbPathIn(const QString& dir);
-qint64 userVersionOf(const QString& path);
-QStringList filesIn(const QString& dir);
-
-// While it lives, file access of the calling thread is checked as for an unprivileged user, so
-// that permission tests mean something when the tests run as root. active() is false when the
-// privileges could not be dropped.
-class WithoutFilePrivileges {
-public:
-    WithoutFilePrivileges();
-    ~WithoutFilePrivileges();
-    WithoutFilePrivileges(const WithoutFilePrivileges&) = delete;
-    WithoutFilePrivileges& operator=(const WithoutFilePrivileges&) = delete;
-
-    bool active() const { return active_; }
-
-private:
-    bool wasRoot_ = false;
-    bool active_ = false;
-};
 
 // A library database in a temporary directory, with shortcuts for filling it.
 class StorageTest : public testing::Test {
