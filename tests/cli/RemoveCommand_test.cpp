@@ -1,12 +1,26 @@
 #include "CliProcess.h"
+#include "DB.h"
 
 #include <QTemporaryDir>
+
+#include <gtest/gtest.h>
 
 using namespace Qt::StringLiterals;
 
 TEST(RemoveCommand, RemovesTheFolderWithThatRootAndTakesItsTracksOutOfSearch) {
     QTemporaryDir dir;
-    makeLibrary(dir.path(), {u"/Music"_s, u"/Talk"_s}, {u"/Music/Glacier.flac"_s});
+    {
+        sonvale::DB db(dir.path());
+        const sonvale::TrackRef track = db.insertTrack(u"/Music/Glacier.flac"_s);
+        ASSERT_TRUE(track);
+        sonvale::Index index;
+        index.add(track);
+        db.saveIndex(index);
+        // The first folder claims the track.
+        sonvale::Folder music{std::nullopt, u"/Music"_s, std::nullopt};
+        sonvale::Folder talk{std::nullopt, u"/Talk"_s, std::nullopt};
+        ASSERT_TRUE(db.addFolder(music) && db.addFolder(talk));
+    }
     const auto cli = [&](const QStringList& args) { return runCli(QStringList{u"--data-dir"_s, dir.path()} + args); };
     ASSERT_EQ(cli({u"search"_s, u"glacier"_s}).out, QByteArray("/Music/Glacier.flac\n"));
 

@@ -1,4 +1,5 @@
 #include "CliProcess.h"
+#include "DB.h"
 #include "MediaFactory.h"
 #include "SQLiteDatabase.h"
 
@@ -6,6 +7,8 @@
 #include <QFile>
 #include <QRegularExpression>
 #include <QTemporaryDir>
+
+#include <gtest/gtest.h>
 
 using sonvale::DB;
 using sonvale::SQLiteDatabase;
@@ -23,7 +26,7 @@ protected:
         ASSERT_TRUE(QDir().mkpath(root()));
         ASSERT_FALSE(media.ffmpeg(u"Music/"_s + name, {u"-metadata"_s, u"title="_s + title}, 0.1, 8000, 1).isEmpty());
     }
-    CliResult cli(const QStringList& args) { return runCli(QStringList{u"--data-dir"_s, data.path()} + args); }
+    CliResult cli(const QStringList& args) { return runCli(QStringList{u"--data-dir="_s + data.path()} + args); }
     QStringList lines(const QStringList& args) {
         return QString::fromUtf8(cli(args).out).split(u'\n', Qt::SkipEmptyParts);
     }
@@ -55,9 +58,9 @@ protected:
 }  // namespace
 
 TEST_F(ScanCommandTest, AddsThenRescansAFolderSoThatSearchAndFoldersFollowTheFiles) {
-    makeTrack(u"a.flac"_s, u"Glacier"_s);
+    makeTrack(u"a.flac"_s, u"Glacier Bay"_s);
     makeTrack(u"b.flac"_s, u"Glade"_s);
-    makeTrack(u"c.flac"_s, u"Harbour"_s);
+    makeTrack(u"c.flac"_s, u"Harbour Bay"_s);
 
     // Given with a trailing slash and a detour: stored absolute and clean.
     const CliResult added = cli({u"scan"_s, root() + u"/../Music/"_s});
@@ -66,6 +69,8 @@ TEST_F(ScanCommandTest, AddsThenRescansAFolderSoThatSearchAndFoldersFollowTheFil
     EXPECT_TRUE(added.err.contains(root().toUtf8() + ": 0/3 files")) << added.err.constData();
     EXPECT_FALSE(added.err.contains('\r'));
     EXPECT_EQ(lines({u"search"_s, u"gla"_s}), QStringList({root() + u"/a.flac"_s, root() + u"/b.flac"_s}));
+    // The words of a search are one query.
+    EXPECT_EQ(lines({u"search"_s, u"BAY"_s, u"gla"_s}), QStringList{root() + u"/a.flac"_s});
     EXPECT_TRUE(listedAsScanned(true));
 
     // The same folder again is a rescan: the deleted file leaves the library.

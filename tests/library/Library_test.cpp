@@ -133,8 +133,6 @@ TEST_F(LibraryTest, RescanTouchesOnlyChangedAndMissingFiles) {
     ASSERT_FALSE(same.isEmpty() || changed.isEmpty() || gone.isEmpty() || decomposed.isEmpty());
     const FolderRef folder = addFolder(media.path(u"M"_s));
     ASSERT_TRUE(waitForScans(1));
-    const QString composed = media.path(u"M/Caf\u00e9.flac"_s);
-    EXPECT_EQ(column(u"SELECT title AS v FROM tracks WHERE path = '%1'"_s.arg(composed)), QStringList({u"Coffee"_s}));
 
     db->queue()->inDatabase([](SQLiteDatabase& connection) {
         ASSERT_TRUE(connection.executeStatements(
@@ -149,7 +147,7 @@ TEST_F(LibraryTest, RescanTouchesOnlyChangedAndMissingFiles) {
     EXPECT_EQ(column(u"SELECT title AS v FROM tracks ORDER BY path"_s),
               QStringList({u"Coffee"_s, u"After the change"_s, u"Sentinel"_s}));
     EXPECT_EQ(db->search(u"sentinel"_s), QStringList({same}));
-    EXPECT_EQ(db->search(u"coffee"_s), QStringList({composed}));
+    EXPECT_EQ(db->search(u"coffee"_s), QStringList({media.path(u"M/Caf\u00e9.flac"_s)}));
     EXPECT_TRUE(db->search(u"gone"_s).isEmpty());
 }
 

@@ -81,7 +81,6 @@ TEST_F(PreferencesTest, MissingOutOfRangeAndMistypedValuesFallBack) {
     put(u"labels/right"_s, QStringList({u"format"_s}));
     put(u"labels/left"_s, u"channels"_s);   // how a one-element list reads back from disk
     put(u"labels/subtitle"_s, QVariant());  // how an empty list reads back from disk
-    put(u"labels/unknown"_s, QStringList({u"album"_s}));
 
     const Preferences preferences;
     EXPECT_EQ(preferences.playbackMode, PlaybackMode::Normal);

@@ -25,27 +25,24 @@ TEST_F(FolderStorageTest, FoldersRoundTripWithTheirScanTimeInWholeSeconds) {
     Folder a{std::nullopt, u"/m/Cafe\u0301"_s, utc(1700000000999)};
     Folder b{std::nullopt, u"/n"_s, std::nullopt};
     Folder c{std::nullopt, u"/o"_s, utc(-1500)};
-    ASSERT_TRUE(db.addFolder(a) && db.addFolder(b) && db.addFolder(c));
+    Folder d{std::nullopt, u"/p"_s, utc(5)};
+    ASSERT_TRUE(db.addFolder(a) && db.addFolder(b) && db.addFolder(c) && db.addFolder(d));
     ASSERT_TRUE(a.pk && b.pk && *a.pk < *b.pk);
+    b.root = u"/n2"_s;
+    b.lastCompletedScan = utc(0);
+    d.lastCompletedScan.reset();
+    db.updateFolder(b);
+    db.updateFolder(d);
 
-    auto loaded = db.loadFolders();
-    ASSERT_EQ(loaded.size(), 3);
+    const auto loaded = db.loadFolders();
+    ASSERT_EQ(loaded.size(), 4);
     EXPECT_EQ(loaded[0].pk, a.pk);
     EXPECT_EQ(loaded[0].root, u"/m/Caf\u00e9"_s);
     EXPECT_EQ(loaded[0].lastCompletedScan, utc(1700000000000));
-    EXPECT_FALSE(loaded[1].lastCompletedScan);
-    EXPECT_EQ(loaded[2].lastCompletedScan, utc(-1000));
-
-    a.lastCompletedScan.reset();
-    b.root = u"/n2"_s;
-    b.lastCompletedScan = utc(0);
-    db.updateFolder(a);
-    db.updateFolder(b);
-    loaded = db.loadFolders();
-    ASSERT_EQ(loaded.size(), 3);
-    EXPECT_FALSE(loaded[0].lastCompletedScan);
     EXPECT_EQ(loaded[1].root, u"/n2"_s);
     EXPECT_EQ(loaded[1].lastCompletedScan, utc(0));
+    EXPECT_EQ(loaded[2].lastCompletedScan, utc(-1000));
+    EXPECT_FALSE(loaded[3].lastCompletedScan);
 }
 
 // The claim is `path LIKE root || '%'` as it stands: a prefix of characters, not of path
