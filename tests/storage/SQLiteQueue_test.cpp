@@ -2,8 +2,6 @@
 
 #include "StorageTestSupport.h"
 
-#include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -32,12 +30,6 @@ protected:
         });
     }
 
-    QStringList count() {
-        QStringList result;
-        queue->inDatabase([&](SQLiteDatabase& db) { result = column(db, kCount); });
-        return result;
-    }
-
     QTemporaryDir dir;
     QString path = dir.filePath(u"test.sqlite"_s);
     std::unique_ptr<SQLiteQueue> queue = SQLiteQueue::open(path);
@@ -57,21 +49,6 @@ TEST_F(SQLiteQueueTest, TransactionsShutOutOtherConnections) {
     EXPECT_TRUE(seenInside.isEmpty());
     EXPECT_TRUE(log.contains(u"DB Error: 5 \"database is locked\""_s));
     EXPECT_EQ(column(*other, kCount), QStringList{u"1"_s});
-}
-
-TEST_F(SQLiteQueueTest, ClosedConnectionIsReopenedOnNextUse) {
-    queue->inDatabase([](SQLiteDatabase& db) { column(db, kInsert, {SQLValue::integer(1)}); });
-    queue->close();
-    EXPECT_EQ(count(), QStringList{u"1"_s});
-    EXPECT_TRUE(log.lines().isEmpty());
-
-    queue->close();
-    ASSERT_TRUE(QFile::remove(path) && QDir().mkdir(path));
-    bool ran = false;
-    queue->inDatabase([&](SQLiteDatabase&) { ran = true; });
-    queue->inTransaction([&](SQLiteDatabase&, bool&) { ran = true; });
-    EXPECT_FALSE(ran);
-    EXPECT_TRUE(log.contains(u"SQLiteQueue could not reopen database for path "_s + path));
 }
 
 // Plain blocks and transactions, some rolled back, from several threads: none overlaps, the
@@ -107,6 +84,8 @@ TEST_F(SQLiteQueueTest, BlocksFromManyThreadsRunOneAtATime) {
     int expected = 0;
     for (int round = 0; round < kRounds; ++round) expected += round % 2 == 0 ? 1 : (round % 3 == 0 ? 0 : 2);
     EXPECT_FALSE(overlapped);
-    EXPECT_EQ(count(), QStringList{QString::number(expected * kThreads)});
+    QStringList count;
+    queue->inDatabase([&](SQLiteDatabase& db) { count = column(db, kCount); });
+    EXPECT_EQ(count, QStringList{QString::number(expected * kThreads)});
     EXPECT_TRUE(log.lines().isEmpty()) << log.lines().join(QLatin1Char('\n')).toStdString();
 }
