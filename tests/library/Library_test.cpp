@@ -3,7 +3,6 @@
 #include "AudioFiles.h"
 #include "EventLoop.h"
 #include "MediaFactory.h"
-#include "SearchOperation.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -15,7 +14,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <mutex>
 
 using namespace sonvale;
 using namespace Qt::StringLiterals;
@@ -83,9 +81,6 @@ protected:
         });
         return values;
     }
-    void exec(const QString& sql) {
-        db->queue()->inDatabase([&](SQLiteDatabase& connection) { ASSERT_TRUE(connection.executeStatements(sql)); });
-    }
 
     MediaFactory media;
     QTemporaryDir data;
@@ -105,8 +100,6 @@ TEST_F(LibraryTest, FirstScanStoresAndIndexesEveryFileAndReportsInOrder) {
     for (int i = 1; i < 51; ++i) {
         ASSERT_TRUE(QFile::copy(first, media.path(u"Music/song %1.flac"_s.arg(i, 2, 10, QChar(u'0')))));
     }
-    ASSERT_FALSE(media.write(u"Music/Upper.MP3"_s, "x").isEmpty());
-    ASSERT_FALSE(media.write(u"Music/.hidden/song.mp3"_s, "x").isEmpty());
 
     const FolderRef folder = addFolder(media.path(u"Music"_s));
     ASSERT_TRUE(folder->pk);
@@ -121,9 +114,9 @@ TEST_F(LibraryTest, FirstScanStoresAndIndexesEveryFileAndReportsInOrder) {
     EXPECT_FALSE(folder->progress);
     ASSERT_TRUE(folder->lastCompletedScan);
 
-    EXPECT_EQ(column(u"SELECT COUNT(*) AS v FROM tracks WHERE folder = %1 AND status = 1 AND title = 'Alpha'"_s.arg(*folder->pk)),
-              QStringList({u"51"_s}));
-    EXPECT_EQ(column(u"SELECT COUNT(*) AS v FROM tracks"_s), QStringList({u"51"_s}));
+    EXPECT_EQ(column(u"SELECT COUNT(*) || ' ' || SUM(folder = %1 AND status = 1 AND title = 'Alpha') AS v FROM tracks"_s
+                         .arg(*folder->pk)),
+              QStringList({u"51 51"_s}));
     EXPECT_EQ(db->search(u"alph song"_s).size(), 51);
     EXPECT_EQ(column(u"SELECT lastCompletedScan AS v FROM folders"_s),
               QStringList({QString::number(folder->lastCompletedScan->toSecsSinceEpoch())}));
@@ -140,12 +133,12 @@ TEST_F(LibraryTest, RescanTouchesOnlyChangedAndMissingFiles) {
     ASSERT_FALSE(same.isEmpty() || changed.isEmpty() || gone.isEmpty() || decomposed.isEmpty());
     const FolderRef folder = addFolder(media.path(u"M"_s));
     ASSERT_TRUE(waitForScans(1));
-    const QString composed = media.path(u"M/Caf\u00e9.flac"_s);
-    EXPECT_EQ(column(u"SELECT title AS v FROM tracks WHERE path = '%1'"_s.arg(composed)), QStringList({u"Coffee"_s}));
 
-    exec(u"UPDATE tracks SET title = 'Sentinel' WHERE title = 'Same';"
-         "CREATE TEMP TABLE writes (path TEXT);"
-         "CREATE TEMP TRIGGER written AFTER UPDATE ON main.tracks BEGIN INSERT INTO writes VALUES (new.path); END;"_s);
+    db->queue()->inDatabase([](SQLiteDatabase& connection) {
+        ASSERT_TRUE(connection.executeStatements(
+            u"UPDATE tracks SET title = 'Sentinel' WHERE title = 'Same'; CREATE TEMP TABLE writes (path TEXT);"
+            "CREATE TEMP TRIGGER written AFTER UPDATE ON main.tracks BEGIN INSERT INTO writes VALUES (new.path); END;"_s));
+    });
     ASSERT_FALSE(flac(u"M/changed.flac"_s, u"After the change"_s).isEmpty());
     ASSERT_TRUE(QFile::remove(gone));
     rescan(folder);
@@ -154,7 +147,7 @@ TEST_F(LibraryTest, RescanTouchesOnlyChangedAndMissingFiles) {
     EXPECT_EQ(column(u"SELECT title AS v FROM tracks ORDER BY path"_s),
               QStringList({u"Coffee"_s, u"After the change"_s, u"Sentinel"_s}));
     EXPECT_EQ(db->search(u"sentinel"_s), QStringList({same}));
-    EXPECT_EQ(db->search(u"coffee"_s), QStringList({composed}));
+    EXPECT_EQ(db->search(u"coffee"_s), QStringList({media.path(u"M/Caf\u00e9.flac"_s)}));
     EXPECT_TRUE(db->search(u"gone"_s).isEmpty());
 }
 
@@ -200,41 +193,6 @@ TEST_F(LibraryTest, FolderRemovedWhileItsScanWaitsStillFinishes) {
     EXPECT_TRUE(db->loadFolders().isEmpty());
 }
 
-// Start-up reads the stored folders without scanning; a missing root empties its folder.
-TEST_F(LibraryTest, LoadedFoldersAreNotScannedAndAMissingRootLosesItsTracks) {
-    ASSERT_FALSE(flac(u"L/a.flac"_s).isEmpty());
-    addFolder(media.path(u"L"_s));
-    ASSERT_TRUE(waitForScans(1));
-
-    library.loadFolders();
-    ASSERT_EQ(library.folders().size(), 1);
-    const FolderRef loaded = library.folders().first();
-    EXPECT_EQ(loaded->state, Folder::State::none);
-    EXPECT_TRUE(loaded->lastCompletedScan);
-
-    ASSERT_TRUE(QDir(media.path(u"L"_s)).removeRecursively());
-    rescan(loaded);
-    EXPECT_EQ(column(u"SELECT COUNT(*) AS v FROM tracks"_s), QStringList({u"0"_s}));
-    EXPECT_EQ(recorder.calls.mid(recorder.calls.size() - 3),
-              QStringList({u"queued"_s, u"changed 1"_s, u"finished 3"_s}));
-}
-
-namespace {
-
-class SearchResults : public SearchOperationDelegate {
-public:
-    void searchFinished(const QStringList& found) override {
-        std::lock_guard lock(mutex);
-        results = found;
-        delivered = true;
-    }
-    std::mutex mutex;
-    QStringList results;
-    std::atomic<bool> delivered{false};
-};
-
-}  // namespace
-
 // A rescan waiting on the index queue holds up neither the search queue nor the other
 // folders' tokens.
 TEST_F(LibraryTest, SearchesAreAnsweredWhileAScanIsUnderWay) {
@@ -250,14 +208,15 @@ TEST_F(LibraryTest, SearchesAreAnsweredWhileAScanIsUnderWay) {
     });
     library.scanFolder(other, supportedExtensions());
     ASSERT_TRUE(spinUntil([&] { return other->state == Folder::State::indexing; }));
-    auto delegate = std::make_shared<SearchResults>();
-    queues.search.addOperation(std::make_shared<SearchOperation>(u"melo"_s, db, delegate));
-    ASSERT_TRUE(spinUntil([&] { return delegate->delivered.load(); }, 30));
+    QStringList found;
+    std::atomic<bool> searched{false};
+    queues.search.addOperation([&](const Operation&) {
+        found = db->search(u"melo"_s);
+        searched = true;
+    });
+    ASSERT_TRUE(spinUntil([&] { return searched.load(); }, 30));
     EXPECT_EQ(other->state, Folder::State::indexing);
-    {
-        std::lock_guard lock(delegate->mutex);
-        EXPECT_EQ(delegate->results, QStringList({song}));
-    }
+    EXPECT_EQ(found, QStringList({song}));
     release = true;
     ASSERT_TRUE(waitForScans(3));
     EXPECT_EQ(db->search(u"other"_s).size(), 1);

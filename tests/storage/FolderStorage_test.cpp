@@ -1,69 +1,48 @@
-#include "DB.h"
-
 #include "StorageTestSupport.h"
 
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-using sonvale::DB;
 using sonvale::Folder;
 using namespace Qt::StringLiterals;
 
 namespace {
 
-class FolderStorageTest : public testing::Test {
+class FolderStorageTest : public StorageTest {
 protected:
     void insert(const QStringList& paths) {
-        for (const QString& path : paths) ASSERT_TRUE(db.insertTrack(path));
+        for (const QString& path : paths) addTrack(path);
     }
-
-    // The tracks of folder `pk`, by path.
-    QStringList tracksOf(qint64 pk) {
-        return columnOf(db, u"SELECT path AS v FROM tracks WHERE folder = %1 ORDER BY path"_s.arg(pk));
+    QStringList tracksOf(qint64 folder) {
+        return column(db, u"SELECT path AS v FROM tracks WHERE folder IS ? ORDER BY path"_s,
+                      {folder ? sonvale::SQLValue::integer(folder) : sonvale::SQLValue::null()});
     }
-
-    Folder add(const QString& root) {
-        Folder folder{std::nullopt, root, std::nullopt};
-        EXPECT_TRUE(db.addFolder(folder));
-        return folder;
-    }
-
-    QTemporaryDir dir;
-    DB db{dir.path()};
 };
+
+QDateTime utc(qint64 msecs) { return QDateTime::fromMSecsSinceEpoch(msecs, Qt::UTC); }
 
 }  // namespace
 
+// Scan times keep whole seconds, truncated toward zero before 1970 too; 1970 itself is a date.
 TEST_F(FolderStorageTest, FoldersRoundTripWithTheirScanTimeInWholeSeconds) {
-    Folder a{std::nullopt, u"/m/Cafe\u0301"_s, QDateTime::fromMSecsSinceEpoch(1700000000999, Qt::UTC)};
+    Folder a{std::nullopt, u"/m/Cafe\u0301"_s, utc(1700000000999)};
     Folder b{std::nullopt, u"/n"_s, std::nullopt};
-    // Before 1970 the seconds are truncated toward zero as well.
-    Folder c{std::nullopt, u"/o"_s, QDateTime::fromMSecsSinceEpoch(-1500, Qt::UTC)};
-    ASSERT_TRUE(db.addFolder(a) && db.addFolder(b) && db.addFolder(c));
-    ASSERT_TRUE(a.pk && b.pk && c.pk);
-    EXPECT_LT(*a.pk, *b.pk);
+    Folder c{std::nullopt, u"/o"_s, utc(-1500)};
+    Folder d{std::nullopt, u"/p"_s, utc(5)};
+    ASSERT_TRUE(db.addFolder(a) && db.addFolder(b) && db.addFolder(c) && db.addFolder(d));
+    ASSERT_TRUE(a.pk && b.pk && *a.pk < *b.pk);
+    b.root = u"/n2"_s;
+    b.lastCompletedScan = utc(0);
+    d.lastCompletedScan.reset();
+    db.updateFolder(b);
+    db.updateFolder(d);
 
-    auto loaded = db.loadFolders();
-    ASSERT_EQ(loaded.size(), 3);
+    const auto loaded = db.loadFolders();
+    ASSERT_EQ(loaded.size(), 4);
     EXPECT_EQ(loaded[0].pk, a.pk);
     EXPECT_EQ(loaded[0].root, u"/m/Caf\u00e9"_s);
-    EXPECT_EQ(loaded[0].lastCompletedScan, QDateTime::fromSecsSinceEpoch(1700000000, Qt::UTC));
-    EXPECT_EQ(loaded[1].root, u"/n"_s);
-    EXPECT_FALSE(loaded[1].lastCompletedScan);
-    EXPECT_EQ(loaded[2].lastCompletedScan, QDateTime::fromSecsSinceEpoch(-1, Qt::UTC));
-
-    // A scan time of exactly 1970 is a date, not an absent one.
-    a.lastCompletedScan.reset();
-    b.root = u"/n2"_s;
-    b.lastCompletedScan = QDateTime::fromSecsSinceEpoch(0, Qt::UTC);
-    db.updateFolder(a);
-    db.updateFolder(b);
-    loaded = db.loadFolders();
-    ASSERT_EQ(loaded.size(), 3);
-    EXPECT_FALSE(loaded[0].lastCompletedScan);
+    EXPECT_EQ(loaded[0].lastCompletedScan, utc(1700000000000));
     EXPECT_EQ(loaded[1].root, u"/n2"_s);
-    EXPECT_EQ(loaded[1].lastCompletedScan, QDateTime::fromSecsSinceEpoch(0, Qt::UTC));
+    EXPECT_EQ(loaded[1].lastCompletedScan, utc(0));
+    EXPECT_EQ(loaded[2].lastCompletedScan, utc(-1000));
+    EXPECT_FALSE(loaded[3].lastCompletedScan);
 }
 
 // The claim is `path LIKE root || '%'` as it stands: a prefix of characters, not of path
@@ -74,42 +53,33 @@ TEST_F(FolderStorageTest, AddedFolderClaimsTheTracksItsRootMatchesAsALikePrefix)
             u"/Music/\u00c9t\u00e9/5.flac"_s, u"/Music/\u00e9t\u00e9/6.flac"_s, u"/Music/a_b/7.flac"_s,
             u"/Music/aXb/8.flac"_s, u"/Music/100%/9.flac"_s, u"/Music/100 Hits/10.flac"_s});
 
-    const Folder a = add(u"/Music/A"_s);
-    EXPECT_EQ(tracksOf(*a.pk), QStringList({u"/Music/A/1.flac"_s, u"/Music/AB/2.flac"_s, u"/Music/aXb/8.flac"_s,
-                                            u"/Music/a_b/7.flac"_s, u"/music/a/3.flac"_s}));
-
-    const Folder ab = add(u"/Music/AB"_s);
-    EXPECT_EQ(tracksOf(*ab.pk), QStringList({u"/Music/AB/2.flac"_s}));
-
-    const Folder wildcard = add(u"/Music/a_b"_s);
-    EXPECT_EQ(tracksOf(*wildcard.pk), QStringList({u"/Music/aXb/8.flac"_s, u"/Music/a_b/7.flac"_s}));
-
-    const Folder percent = add(u"/Music/100%/"_s);
-    EXPECT_EQ(tracksOf(*percent.pk), QStringList({u"/Music/100 Hits/10.flac"_s, u"/Music/100%/9.flac"_s}));
-
+    const qint64 a = addFolder(u"/Music/A"_s);
+    EXPECT_EQ(tracksOf(a), QStringList({u"/Music/A/1.flac"_s, u"/Music/AB/2.flac"_s, u"/Music/aXb/8.flac"_s,
+                                        u"/Music/a_b/7.flac"_s, u"/music/a/3.flac"_s}));
+    EXPECT_EQ(tracksOf(addFolder(u"/Music/AB"_s)), QStringList({u"/Music/AB/2.flac"_s}));
+    EXPECT_EQ(tracksOf(addFolder(u"/Music/a_b"_s)), QStringList({u"/Music/aXb/8.flac"_s, u"/Music/a_b/7.flac"_s}));
+    EXPECT_EQ(tracksOf(addFolder(u"/Music/100%/"_s)),
+              QStringList({u"/Music/100 Hits/10.flac"_s, u"/Music/100%/9.flac"_s}));
     // Composed on both sides, yet É and é differ for LIKE.
-    const Folder accented = add(u"/Music/E\u0301t\u00e9"_s);
-    EXPECT_EQ(tracksOf(*accented.pk), QStringList({u"/Music/\u00c9t\u00e9/5.flac"_s}));
+    EXPECT_EQ(tracksOf(addFolder(u"/Music/E\u0301t\u00e9"_s)), QStringList({u"/Music/\u00c9t\u00e9/5.flac"_s}));
 
-    EXPECT_EQ(tracksOf(*a.pk), QStringList({u"/Music/A/1.flac"_s, u"/music/a/3.flac"_s}));
-    EXPECT_EQ(columnOf(db, u"SELECT path AS v FROM tracks WHERE folder IS NULL ORDER BY path"_s),
-              QStringList({u"/Music/\u00e9t\u00e9/6.flac"_s, u"/Musik/A/4.flac"_s}));
+    EXPECT_EQ(tracksOf(a), QStringList({u"/Music/A/1.flac"_s, u"/music/a/3.flac"_s}));
+    EXPECT_EQ(tracksOf(0), QStringList({u"/Music/\u00e9t\u00e9/6.flac"_s, u"/Musik/A/4.flac"_s}));
 }
 
 TEST_F(FolderStorageTest, RemovedFolderKeepsItsTracksButDropsTheirTokens) {
     insert({u"/m/1.flac"_s, u"/m/2.flac"_s, u"/n/3.flac"_s});
-    const Folder m = add(u"/m/"_s);
-    const Folder n = add(u"/n/"_s);
-    ASSERT_TRUE(exec(db, QStringLiteral("INSERT INTO tokens (token) VALUES ('t');"
-                                        "INSERT INTO occurences SELECT 1, id FROM tracks;")));
+    const qint64 m = addFolder(u"/m/"_s);
+    const qint64 n = addFolder(u"/n/"_s);
+    ASSERT_TRUE(exec(db, u"INSERT INTO tokens (token) VALUES ('t'); INSERT INTO occurences SELECT 1, id FROM tracks;"_s));
 
-    db.removeFolder(*m.pk);
+    db.removeFolder(m);
 
-    EXPECT_EQ(columnOf(db, u"SELECT path || ' ' || ifnull(folder, 'NULL') AS v FROM tracks ORDER BY path"_s),
-              QStringList({u"/m/1.flac NULL"_s, u"/m/2.flac NULL"_s, u"/n/3.flac %1"_s.arg(*n.pk)}));
-    EXPECT_EQ(columnOf(db, u"SELECT path AS v FROM occurences JOIN tracks ON tracks.id = track_id"_s),
+    EXPECT_EQ(tracksOf(0), QStringList({u"/m/1.flac"_s, u"/m/2.flac"_s}));
+    EXPECT_EQ(tracksOf(n), QStringList({u"/n/3.flac"_s}));
+    EXPECT_EQ(column(db, u"SELECT path AS v FROM occurences JOIN tracks ON tracks.id = track_id"_s),
               QStringList{u"/n/3.flac"_s});
     const auto folders = db.loadFolders();
     ASSERT_EQ(folders.size(), 1);
-    EXPECT_EQ(folders[0].pk, n.pk);
+    EXPECT_EQ(folders[0].pk, n);
 }

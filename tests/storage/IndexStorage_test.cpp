@@ -1,13 +1,6 @@
-#include "DB.h"
-
 #include "StorageTestSupport.h"
 
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
 using sonvale::DB;
-using sonvale::Folder;
 using sonvale::Index;
 using sonvale::Track;
 using sonvale::TrackRef;
@@ -15,32 +8,12 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-class IndexStorageTest : public testing::Test {
+class IndexStorageTest : public StorageTest {
 protected:
-    TrackRef track(const QString& path, const QString& title, qint64 folder) {
-        TrackRef inserted = db.insertTrack(path);
-        EXPECT_TRUE(inserted);
-        if (!inserted) return std::make_shared<Track>(path);
-        inserted->title = title;
-        inserted->folder = folder;
-        db.updateTrack(*inserted);
-        return inserted;
-    }
-
-    qint64 addFolder(const QString& root) {
-        Folder folder{std::nullopt, root, std::nullopt};
-        EXPECT_TRUE(db.addFolder(folder));
-        return folder.pk.value_or(0);
-    }
-
     QStringList occurrences() {
-        return columnOf(db,
-                        QStringLiteral("SELECT token || ' ' || path AS v FROM occurences JOIN tokens ON tokens.id = "
-                                       "token_id JOIN tracks ON tracks.id = track_id ORDER BY token, path"));
+        return column(db, u"SELECT token || ' ' || path AS v FROM occurences JOIN tokens ON tokens.id = token_id "
+                          "JOIN tracks ON tracks.id = track_id ORDER BY token, path"_s);
     }
-
-    QTemporaryDir dir;
-    DB db{dir.path()};
 };
 
 }  // namespace
@@ -53,31 +26,27 @@ TEST_F(IndexStorageTest, TokenIdIsCreatedOnceForEitherSpelling) {
     // A second connection finds the stored token instead of making one.
     DB other(dir.path());
     EXPECT_EQ(other.tokenId(u"\u00e9t\u00e9"_s), id);
-    EXPECT_EQ(columnOf(db, u"SELECT token AS v FROM tokens ORDER BY id"_s),
-              QStringList({u"\u00e9t\u00e9"_s, u"ete"_s}));
+    EXPECT_EQ(column(db, u"SELECT token AS v FROM tokens ORDER BY id"_s), QStringList({u"\u00e9t\u00e9"_s, u"ete"_s}));
 }
 
 TEST_F(IndexStorageTest, SaveWritesOneRowPerTokenAndTrackAndClearTakesOneFolder) {
     const qint64 m = addFolder(u"/m/"_s);
-    const qint64 n = addFolder(u"/n/"_s);
-    const TrackRef a = track(u"/m/a.flac"_s, u"Blue Sky"_s, m);
-    const TrackRef b = track(u"/n/b.flac"_s, u"Blue"_s, n);
+    const TrackRef a = addTrack(u"/m/a.flac"_s, u"Blue Sky"_s, m);
+    const TrackRef b = addTrack(u"/n/b.flac"_s, u"Blue"_s, addFolder(u"/n/"_s));
     Index index;
     index.add(a);
     index.add(b);
     // The same record given twice counts once.
     index.occurences[u"blue"_s].append(a);
     db.saveIndex(index);
-    const QStringList saved = {"a /m/a.flac", "b /n/b.flac", "blue /m/a.flac", "blue /n/b.flac",
-                               "m /m/a.flac", "n /n/b.flac", "sky /m/a.flac"};
-    EXPECT_EQ(occurrences(), saved);
-
+    EXPECT_EQ(occurrences(), QStringList({"a /m/a.flac", "b /n/b.flac", "blue /m/a.flac", "blue /n/b.flac",
+                                          "m /m/a.flac", "n /n/b.flac", "sky /m/a.flac"}));
     db.clearIndex(m);
     EXPECT_EQ(occurrences(), QStringList({"b /n/b.flac", "blue /n/b.flac", "n /n/b.flac"}));
 }
 
 TEST_F(IndexStorageTest, RowThatCannotBeWrittenIsLoggedAndTheRestCommitted) {
-    const TrackRef a = track(u"/m/a.flac"_s, u"Blue"_s, 0);
+    const TrackRef a = addTrack(u"/m/a.flac"_s, u"Blue"_s);
     auto unknown = std::make_shared<Track>(u"/m/unknown.flac"_s);
     unknown->pk = 999;
     Index index;

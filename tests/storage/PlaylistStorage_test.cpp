@@ -1,52 +1,30 @@
-#include "DB.h"
-
 #include "StorageTestSupport.h"
 
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-using sonvale::DB;
 using sonvale::Track;
 using sonvale::TrackRef;
 using namespace Qt::StringLiterals;
 
 namespace {
 
-class PlaylistStorageTest : public testing::Test {
+class PlaylistStorageTest : public StorageTest {
 protected:
-    void SetUp() override {
-        for (const char* path : {"/m/a.flac", "/m/b.flac", "/m/c.flac"}) {
-            TrackRef track = db.insertTrack(QString::fromLatin1(path));
-            ASSERT_TRUE(track);
-            tracks.append(track);
-        }
+    // The titles of the loaded records, in order.
+    QStringList loaded() {
+        QStringList titles;
+        for (const TrackRef& track : db.loadPlaylist()) titles.append(track->title);
+        return titles;
     }
 
-    QStringList loadedPaths() {
-        QStringList paths;
-        for (const TrackRef& track : db.loadPlaylist()) paths.append(track->path);
-        return paths;
-    }
-
-    QTemporaryDir dir;
-    DB db{dir.path()};
-    QList<TrackRef> tracks;
+    QList<TrackRef> tracks = {addTrack(u"/m/a.flac"_s, u"A"_s), addTrack(u"/m/b.flac"_s, u"B"_s),
+                              addTrack(u"/m/c.flac"_s, u"C"_s)};
 };
 
 }  // namespace
 
 TEST_F(PlaylistStorageTest, SavedOrderIsLoadedWithTheTrackRecords) {
-    Track scanned = *tracks[1];
-    scanned.title = u"B"_s;
-    db.updateTrack(scanned);
     ASSERT_TRUE(db.savePlaylist({tracks[2], tracks[1], tracks[2], tracks[0]}));
-    const QList<TrackRef> loaded = db.loadPlaylist();
-    ASSERT_EQ(loaded.size(), 4);
-    EXPECT_EQ(loaded[0]->pk, tracks[2]->pk);
-    EXPECT_EQ(loaded[1]->title, u"B"_s);
-    EXPECT_EQ(loadedPaths(), QStringList({u"/m/c.flac"_s, u"/m/b.flac"_s, u"/m/c.flac"_s, u"/m/a.flac"_s}));
-
+    EXPECT_EQ(db.loadPlaylist().value(0)->pk, tracks[2]->pk);
+    EXPECT_EQ(loaded(), QStringList({u"C"_s, u"B"_s, u"C"_s, u"A"_s}));
     ASSERT_TRUE(db.savePlaylist({}));
     EXPECT_TRUE(db.loadPlaylist().isEmpty());
 }
@@ -59,20 +37,19 @@ TEST_F(PlaylistStorageTest, FailedSaveKeepsTheOldPlaylist) {
     EXPECT_FALSE(db.savePlaylist({tracks[2], tracks[1], unknown, tracks[0]}));
     EXPECT_TRUE(log.contains(QtCriticalMsg, QStringLiteral("Error saving playlist item (999, 2), path=/m/unknown.flac: "
                                                            "FOREIGN KEY constraint failed")));
-    EXPECT_EQ(loadedPaths(), QStringList({u"/m/a.flac"_s, u"/m/b.flac"_s}));
+    EXPECT_EQ(loaded(), QStringList({u"A"_s, u"B"_s}));
 
     // A clear that fails as well.
-    ASSERT_TRUE(exec(db, QStringLiteral("CREATE TRIGGER keep BEFORE DELETE ON playlist BEGIN "
-                                        "SELECT RAISE(ABORT, 'kept'); END;")));
+    ASSERT_TRUE(exec(db, u"CREATE TRIGGER keep BEFORE DELETE ON playlist BEGIN SELECT RAISE(ABORT, 'kept'); END;"_s));
     EXPECT_FALSE(db.savePlaylist({tracks[2]}));
     EXPECT_TRUE(log.contains(QtCriticalMsg, u"Failed to clear playlist before saving: kept"_s));
-    EXPECT_EQ(loadedPaths(), QStringList({u"/m/a.flac"_s, u"/m/b.flac"_s}));
+    EXPECT_EQ(loaded(), QStringList({u"A"_s, u"B"_s}));
 }
 
+// A row whose track is gone or has a status this version does not know is left out.
 TEST_F(PlaylistStorageTest, EntriesWhoseTrackIsGoneAreLeftOut) {
     ASSERT_TRUE(db.savePlaylist({tracks[0], tracks[1], tracks[2]}));
-    ASSERT_TRUE(
-        exec(db, QStringLiteral("PRAGMA foreign_keys = OFF; DELETE FROM tracks WHERE path = '/m/b.flac';"
-                                "UPDATE tracks SET status = 7 WHERE path = '/m/c.flac'; PRAGMA foreign_keys = ON;")));
-    EXPECT_EQ(loadedPaths(), QStringList({u"/m/a.flac"_s}));
+    ASSERT_TRUE(exec(db, u"PRAGMA foreign_keys = OFF; DELETE FROM tracks WHERE path = '/m/b.flac';"
+                         "UPDATE tracks SET status = 7 WHERE path = '/m/c.flac'; PRAGMA foreign_keys = ON;"_s));
+    EXPECT_EQ(loaded(), QStringList{u"A"_s});
 }

@@ -1,17 +1,17 @@
 #pragma once
 
+#include "DB.h"
 #include "SQLiteDatabase.h"
 
 #include <QString>
 #include <QStringList>
+#include <QTemporaryDir>
 #include <QtGlobal>
+
+#include <gtest/gtest.h>
 
 #include <optional>
 #include <ostream>
-
-namespace sonvale {
-class DB;
-}
 
 // Collects the lines logged in "sonvale.db" while it lives (one at a time per process).
 class LogCapture {
@@ -31,42 +31,23 @@ private:
     QtMessageHandler previous_ = nullptr;
 };
 
-// Runs `sql` and returns its column named v in the first row as text; std::nullopt when no
-// row came back or v is NULL.
-std::optional<QString> scalar(sonvale::SQLiteDatabase& db, const QString& sql,
-                              const std::vector<sonvale::SQLValue>& values = {});
-// Runs a change statement to completion.
-bool run(sonvale::SQLiteDatabase& db, const QString& sql, const std::vector<sonvale::SQLValue>& values = {});
-
-// Runs `sql` on the database's queue and returns the column named v of every row as text
-// ("NULL" for NULL), in row order.
-QStringList columnOf(sonvale::DB& db, const QString& sql, const std::vector<sonvale::SQLValue>& values = {});
+// The column named v of every row `sql` gives, as text ("NULL" for NULL); the second form
+// runs on the database's queue. A change statement is run to its end.
+QStringList column(sonvale::SQLiteDatabase& db, const QString& sql, const std::vector<sonvale::SQLValue>& values = {});
+QStringList column(sonvale::DB& db, const QString& sql, const std::vector<sonvale::SQLValue>& values = {});
 // Runs statements on the database's queue; true when all succeeded.
 bool exec(sonvale::DB& db, const QString& sql);
 
-// Every table of the file with its columns, foreign keys and indexes, one line each, read back
-// from SQLite rather than from the stored SQL texts.
-QStringList schemaOf(const QString& path);
-// The database file in `dir`, its user version (-1 when it cannot be opened), the files in `dir`.
-QString dbPathIn(const QString& dir);
-qint64 userVersionOf(const QString& path);
-QStringList filesIn(const QString& dir);
+// A library database in a temporary directory, with shortcuts for filling it.
+class StorageTest : public testing::Test {
+protected:
+    // Adds a library folder; its row id.
+    qint64 addFolder(const QString& root);
+    // Inserts a track, then stores its title and folder.
+    sonvale::TrackRef addTrack(const QString& path, const QString& title = {}, qint64 folder = 0);
 
-// While it lives, file access of the calling thread is checked as for an unprivileged user, so
-// that permission tests mean something when the tests run as root. active() is false when the
-// privileges could not be dropped.
-class WithoutFilePrivileges {
-public:
-    WithoutFilePrivileges();
-    ~WithoutFilePrivileges();
-    WithoutFilePrivileges(const WithoutFilePrivileges&) = delete;
-    WithoutFilePrivileges& operator=(const WithoutFilePrivileges&) = delete;
-
-    bool active() const { return active_; }
-
-private:
-    bool wasRoot_ = false;
-    bool active_ = false;
+    QTemporaryDir dir;
+    sonvale::DB db{dir.path()};
 };
 
 // Readable failure messages for texts and lists of texts.
