@@ -10,9 +10,11 @@ protected:
     void insert(const QStringList& paths) {
         for (const QString& path : paths) addTrack(path);
     }
+    // The paths of the tracks of `folder`, or of no folder for 0.
     QStringList tracksOf(qint64 folder) {
-        return column(db, u"SELECT path AS v FROM tracks WHERE folder IS ? ORDER BY path"_s,
-                      {folder ? sonvale::SQLValue::integer(folder) : sonvale::SQLValue::null()});
+        if (folder == 0) return column(db, u"SELECT path AS v FROM tracks WHERE folder IS NULL ORDER BY path"_s, {});
+        return column(db, u"SELECT path AS v FROM tracks WHERE folder = ? ORDER BY path"_s,
+                      {sonvale::SQLValue::integer(folder)});
     }
 };
 
