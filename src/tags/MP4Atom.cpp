@@ -86,13 +86,19 @@ ByteView MP4Atoms::metaContents(ByteView meta) {
 }
 
 QList<MP4Atom> MP4Atoms::topLevel(const FileBytes& file, qint64 offset) {
+    return offset >= 0 && offset <= file.size() ? inFile(file, offset, file.size() - offset) : QList<MP4Atom>();
+}
+
+QList<MP4Atom> MP4Atoms::inFile(const FileBytes& file, qint64 offset, qint64 size) {
     QList<MP4Atom> atoms;
+    if (offset < 0 || size < 0 || offset > file.size() || size > file.size() - offset) return atoms;
+    const qint64 end = offset + size;
     qint64 p = offset;
-    while (p >= 0 && p < file.size() && atoms.size() < kMaxAtoms) {
+    while (p < end && atoms.size() < kMaxAtoms) {
         QByteArray holder;
-        const auto bytes = file.view(p, std::min(kLargeHeader, file.size() - p), holder);
+        const auto bytes = file.view(p, std::min(kLargeHeader, end - p), holder);
         if (!bytes) break;
-        const auto header = parseHeader(*bytes, file.size() - p);
+        const auto header = parseHeader(*bytes, end - p);
         if (!header) break;
         atoms.append({header->type, p + header->headerSize, header->totalSize - header->headerSize});
         p += header->totalSize;

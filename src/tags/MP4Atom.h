@@ -53,6 +53,9 @@ public:
     static ByteView metaContents(ByteView meta);
     // The top-level atoms from `offset` to the end of the file; reads their headers only.
     static QList<MP4Atom> topLevel(const FileBytes& file, qint64 offset);
+    // The atoms inside a body of `size` bytes at file offset `offset`, read from the file
+    // header by header; offsets are absolute.
+    static QList<MP4Atom> inFile(const FileBytes& file, qint64 offset, qint64 size);
 };
 
 }  // namespace sonvale

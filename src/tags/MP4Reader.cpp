@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace sonvale {
 
@@ -24,7 +25,67 @@ struct Movie {
     ByteView view() const { return bytes; }
 };
 
-std::optional<Movie> readMovie(const FileBytes& file, qint64 offset) {
+// A movie atom larger than this is read without the bulk of its pictures.
+constexpr qint64 kWholeMovieBytes = 64 * 1024;
+// What is kept of a picture's value then: enough to tell that there is one.
+constexpr qint64 kKeptPictureBytes = 16;
+
+std::optional<MP4Atom> findIn(const FileBytes& file, const MP4Atom& parent, uint32_t type) {
+    for (const MP4Atom& atom : MP4Atoms::inFile(file, parent.offset, parent.size)) {
+        if (atom.type == type) return atom;
+    }
+    return std::nullopt;
+}
+
+// The file ranges of the picture values in udta/meta/ilst/covr beyond their first bytes, in
+// file order. A cover can be a megabyte; reading the tags needs only to know it is there.
+QList<std::pair<qint64, qint64>> pictureBulk(const FileBytes& file, const MP4Atom& moov) {
+    QList<std::pair<qint64, qint64>> ranges;
+    const auto udta = findIn(file, moov, atomType("udta"));
+    auto meta = udta ? findIn(file, *udta, atomType("meta")) : std::nullopt;
+    if (!meta) return ranges;
+    QByteArray holder;
+    // The ISO form of meta starts with version and flags (zero), the QuickTime form with a child.
+    if (const auto first = file.view(meta->offset, 4, holder); first && first->be32(0) == 0u) {
+        meta->offset += 4;
+        meta->size -= 4;
+    }
+    const auto ilst = findIn(file, *meta, atomType("ilst"));
+    if (!ilst) return ranges;
+    for (const MP4Atom& item : MP4Atoms::inFile(file, ilst->offset, ilst->size)) {
+        if (item.type != atomType("covr")) continue;
+        for (const MP4Atom& value : MP4Atoms::inFile(file, item.offset, item.size)) {
+            if (value.size > kKeptPictureBytes) ranges.append({value.offset + kKeptPictureBytes, value.offset + value.size});
+        }
+    }
+    return ranges;
+}
+
+// The movie's bytes with the bulk of its pictures left as zeros: the same layout, so every
+// offset and size inside stays true.
+bool readWithoutPictures(const FileBytes& file, const MP4Atom& moov, Movie& movie) {
+    const QList<std::pair<qint64, qint64>> skipped = pictureBulk(file, moov);
+    if (skipped.isEmpty()) return false;
+    movie.holder = QByteArray(moov.size, '\0');
+    qint64 p = moov.offset;
+    auto copy = [&](qint64 until) {
+        if (until <= p) return true;
+        QByteArray buffer;
+        const auto bytes = file.view(p, until - p, buffer);
+        if (!bytes) return false;
+        std::memcpy(movie.holder.data() + (p - moov.offset), bytes->data(), static_cast<std::size_t>(bytes->size()));
+        return true;
+    };
+    for (const auto& [begin, end] : skipped) {
+        if (!copy(begin)) return false;
+        p = std::max(p, end);
+    }
+    if (!copy(moov.offset + moov.size)) return false;
+    movie.bytes = ByteView(movie.holder);
+    return true;
+}
+
+std::optional<Movie> readMovie(const FileBytes& file, qint64 offset, bool withPictures) {
     std::optional<MP4Atom> moov;
     Movie movie;
     for (const MP4Atom& atom : MP4Atoms::topLevel(file, offset)) {
@@ -32,6 +93,7 @@ std::optional<Movie> readMovie(const FileBytes& file, qint64 offset) {
         if (atom.type == atomType("mdat")) movie.mediaDataBytes += atom.size;
     }
     if (!moov || moov->size > MP4Reader::kMaxMovieBytes) return std::nullopt;
+    if (!withPictures && moov->size > kWholeMovieBytes && readWithoutPictures(file, *moov, movie)) return movie;
     const auto bytes = file.view(moov->offset, moov->size, movie.holder);
     if (!bytes) return std::nullopt;
     movie.bytes = *bytes;
@@ -109,7 +171,7 @@ std::optional<ByteView> itemList(ByteView moov) {
 }  // namespace
 
 std::optional<AudioInfo> MP4Reader::readInfo(const FileBytes& file, qint64 offset) {
-    const auto movie = readMovie(file, offset);
+    const auto movie = readMovie(file, offset, false);
     if (!movie) return std::nullopt;
     const ByteView moov = movie->view();
     const QList<MP4Track> tracks = readTracks(moov);
@@ -128,7 +190,7 @@ std::optional<AudioInfo> MP4Reader::readInfo(const FileBytes& file, qint64 offse
 }
 
 std::optional<QByteArray> MP4Reader::readPicture(const FileBytes& file, qint64 offset) {
-    const auto movie = readMovie(file, offset);
+    const auto movie = readMovie(file, offset, true);
     if (!movie) return std::nullopt;
     const auto ilst = itemList(movie->view());
     return ilst ? MP4ItemList::firstCover(*ilst) : std::nullopt;

@@ -3,6 +3,8 @@
 #include "TagFiles.h"
 #include "TestBytes.h"
 
+#include <QFileInfo>
+
 #include <gtest/gtest.h>
 
 using namespace sonvale;
@@ -38,24 +40,33 @@ QByteArray taggedFile(const QByteArray& ilstItems) {
 
 }  // namespace
 
+// With a small cover and with one of several hundred kilobytes, which the tags are read
+// without (the picture reader still gets it whole).
 TEST(MP4Reader, ReadsTagsPropertiesAndCoverOfAnAacFile) {
     MediaFactory media;
-    const QString jpeg = media.jpeg("cover.jpg");
+    const QString noise = media.path("noise.jpg");
+    ASSERT_TRUE(MediaFactory::run("ffmpeg", {"-loglevel", "error", "-y", "-f", "lavfi", "-i",
+                                             "nullsrc=s=600x600,geq=random(1)*255:128:128", "-frames:v", "1",
+                                             "-q:v", "1", noise}));
+    ASSERT_GT(QFileInfo(noise).size(), 200000);
     const QStringList tags =
         metadata({"title= Song ", "artist=Ann", "album=Album", "track=03/12", "genre=Jazz", "lyrics=la la"});
-    const QString path = media.ffmpeg("tags.m4a",
-                                      QStringList{"-i", jpeg, "-map", "0", "-map", "1", "-c:a", "aac", "-b:a", "96k",
-                                                  "-c:v", "copy", "-disposition:v", "attached_pic"} + tags,
-                                      2.0, 48000, 1);
-    const auto result = readFile(path, MP4Reader::readInfo);
-    ASSERT_TRUE(result);
-    EXPECT_EQ(result->tags, (AudioTags{"Song", {"Ann"}, "Album", "3", "Jazz", "la la"}));
-    EXPECT_NEAR(result->properties.duration, 2.0, 0.05);
-    EXPECT_EQ(std::tuple(result->properties.sampleRate, result->properties.channels), std::tuple(48000, 1));
-    EXPECT_NEAR(double(result->properties.bitRate), 96000, 20000);
-    EXPECT_TRUE(result->hasArtwork);
-    EXPECT_TRUE(result->chapters.isEmpty());
-    EXPECT_EQ(readFile(path, MP4Reader::readPicture), MediaFactory::readAll(jpeg));
+    for (const QString& jpeg : {media.jpeg("cover.jpg"), noise}) {
+        SCOPED_TRACE(jpeg.toStdString());
+        const QString path = media.ffmpeg("tags.m4a",
+                                          QStringList{"-i", jpeg, "-map", "0", "-map", "1", "-c:a", "aac", "-b:a", "96k",
+                                                      "-c:v", "copy", "-disposition:v", "attached_pic"} + tags,
+                                          2.0, 48000, 1);
+        const auto result = readFile(path, MP4Reader::readInfo);
+        ASSERT_TRUE(result);
+        EXPECT_EQ(result->tags, (AudioTags{"Song", {"Ann"}, "Album", "3", "Jazz", "la la"}));
+        EXPECT_NEAR(result->properties.duration, 2.0, 0.05);
+        EXPECT_EQ(std::tuple(result->properties.sampleRate, result->properties.channels), std::tuple(48000, 1));
+        EXPECT_NEAR(double(result->properties.bitRate), 96000, 20000);
+        EXPECT_TRUE(result->hasArtwork);
+        EXPECT_TRUE(result->chapters.isEmpty());
+        EXPECT_EQ(readFile(path, MP4Reader::readPicture), MediaFactory::readAll(jpeg));
+    }
 }
 
 TEST(MP4Reader, TakesAlacAndPcmValuesFromTheCodecConfigurationOrTheSampleSizes) {
