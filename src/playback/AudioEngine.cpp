@@ -5,6 +5,7 @@
 #include "PulseOutput.h"
 #include "SampleRing.h"
 
+#include <QElapsedTimer>
 #include <QMetaObject>
 #include <QObject>
 #include <QTimer>
@@ -23,6 +24,7 @@ constexpr double kMaxFrameCount = 4294967294.0;
 // this many times (10 s in all) before waiting for the user's next play.
 constexpr int kRetryMs = 250;
 constexpr int kRetries = 40;
+constexpr qint64 kSlowAttemptMs = 500;
 
 }  // namespace
 
@@ -108,13 +110,17 @@ void AudioEngine::retryOutput() {
         retryTimer->stop();
         return;
     }
+    QElapsedTimer attempt;
+    attempt.start();
     if (connectOutput(false)) {
         retryTimer->stop();
         qCInfo(lcPlayer, "Audio output back at %.3f s", lastElapsed);
         output->setCorked(false);
         return;
     }
-    if (--retriesLeft <= 0) {
+    // A server that is there but does not answer holds each attempt for its time limit: the
+    // main thread must not be held again and again.
+    if (--retriesLeft <= 0 || attempt.elapsed() > kSlowAttemptMs) {
         retryTimer->stop();
         qCWarning(lcPlayer, "Audio output still unavailable; waiting for the next play");
     }
