@@ -1,5 +1,6 @@
 #include "CliProcess.h"
 #include "MediaFactory.h"
+#include "SoundServer.h"
 
 #include <QElapsedTimer>
 #include <QTemporaryDir>
@@ -15,19 +16,15 @@
 
 namespace {
 
-bool soundServerRuns() {
-    if (qEnvironmentVariableIsEmpty("PULSE_SERVER")) return false;
-    QProcess p;
-    p.start(QStringLiteral("pactl"), {QStringLiteral("info")});
-    return p.waitForFinished(10000) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
+QString tone(MediaFactory& media, const QString& name, double seconds) {
+    return media.ffmpeg(name, {QStringLiteral("-c:a"), QStringLiteral("flac")}, seconds);
 }
 
 TEST(PlayCommand, PlaysEveryFileToTheEndPrintingEachTrackThenExits) {
     if (!soundServerRuns()) GTEST_SKIP() << "no sound server (run through scripts/with-pulseaudio.sh)";
     MediaFactory media;
-    const QStringList flac = {QStringLiteral("-c:a"), QStringLiteral("flac")};
-    const QString a = media.ffmpeg(QStringLiteral("a.flac"), flac, 0.4);
-    const QString b = media.ffmpeg(QStringLiteral("b.flac"), flac, 0.6);
+    const QString a = tone(media, QStringLiteral("a.flac"), 0.4);
+    const QString b = tone(media, QStringLiteral("b.flac"), 0.6);
     QTemporaryDir data;
     const CliResult result = runCli({QStringLiteral("--data-dir"), data.path(), QStringLiteral("play"),
                                      QStringLiteral("--mode"), QStringLiteral("normal"), a, b});
@@ -99,9 +96,8 @@ private:
 TEST(PlayCommand, KeysOnATerminalSkipPauseAndQuit) {
     if (!soundServerRuns()) GTEST_SKIP() << "no sound server (run through scripts/with-pulseaudio.sh)";
     MediaFactory media;
-    const QStringList flac = {QStringLiteral("-c:a"), QStringLiteral("flac")};
-    const QString a = media.ffmpeg(QStringLiteral("a.flac"), flac, 20);
-    const QString b = media.ffmpeg(QStringLiteral("b.flac"), flac, 20);
+    const QString a = tone(media, QStringLiteral("a.flac"), 20);
+    const QString b = tone(media, QStringLiteral("b.flac"), 20);
     QTemporaryDir data;
     TerminalRun run({QStringLiteral("--data-dir"), data.path(), QStringLiteral("play"), a, b});
     ASSERT_TRUE(run.started());

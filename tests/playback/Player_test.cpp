@@ -4,11 +4,11 @@
 #include "EventLoop.h"
 #include "LogCapture.h"
 #include "MediaFactory.h"
+#include "SoundServer.h"
 #include "Preferences.h"
 #include "Queues.h"
 
 #include <QFileInfo>
-#include <QProcess>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -21,13 +21,6 @@ using namespace sonvale;
 namespace {
 
 constexpr double kToneSeconds = 0.4;
-
-bool soundServerRuns() {
-    if (qEnvironmentVariableIsEmpty("PULSE_SERVER")) return false;
-    QProcess p;
-    p.start(QStringLiteral("pactl"), {QStringLiteral("info")});
-    return p.waitForFinished(10000) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
-}
 
 class PlayerTest : public testing::Test {
 protected:
