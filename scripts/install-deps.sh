@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs every Debian package that building, testing and benchmarking Sonvale needs.
+# Installs every Debian package that building, testing, packaging and benchmarking Sonvale needs.
 # Idempotent: when everything is present it changes nothing. Works as root or through sudo.
 set -euo pipefail
 
@@ -13,6 +13,12 @@ packages=(
   libgtest-dev ffmpeg flac pulseaudio pulseaudio-utils
   # benchmarks only
   libtag1-dev mpd
+  # the package check: desktop entry and AppStream validators; dpkg-shlibdeps, and file, with
+  # which CPack picks the programs out for it
+  desktop-file-utils appstream dpkg-dev file
+  # the window tests: a virtual X server, input, screenshots (xwd, convert), a session bus and
+  # an MPRIS client
+  xvfb xauth xdotool x11-apps imagemagick dbus playerctl
 )
 
 missing=()
