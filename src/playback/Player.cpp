@@ -52,6 +52,7 @@ bool Player::makeCurrent(const PlaylistItemRef& item) {
     }
     if (!opened) {
         qCWarning(lcPlayer, "Cannot play %s: %s", qUtf8Printable(path), qUtf8Printable(error));
+        post([this, path, error] { emit cannotPlay(path, error); });
         playlist_.setCurrent(nullptr);
         return false;
     }

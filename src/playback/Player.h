@@ -30,7 +30,8 @@ class Queues;
 // outlive the player, whose destruction waits for its work on that queue.
 //
 // Failure: a file that cannot be opened when its item becomes current logs
-// "Cannot play <path>: <reason>", leaves no current item and stops; the next item is not tried.
+// "Cannot play <path>: <reason>", emits cannotPlay, leaves no current item and stops; the next
+// item is not tried.
 class Player : public QObject {
     Q_OBJECT
 public:
@@ -64,6 +65,11 @@ public:
     QList<PlaylistItemRef> open(const QStringList& paths, bool enqueue);
     // Takes the items out of the playlist and the history; a removed current item stays current.
     void removeItems(const QList<PlaylistItemRef>& items);
+    // Moves those of `items` that are in the playlist, in their playlist order, together
+    // before the item that stood at `row` (clamped to 0..size; size puts them at the end).
+    // The current item and the history stay as they are. Nothing happens, and nothing is
+    // emitted, when none of `items` is in the playlist.
+    void moveItems(const QList<PlaylistItemRef>& items, qsizetype row);
     // Empties the playlist and the history.
     void clearPlaylist();
     // Saves the playlist in the database and the current item's position in the preference
@@ -113,6 +119,9 @@ signals:
     // The current item's picture (empty when it has none).
     void artworkLoaded(sonvale::PlaylistItemRef item, QByteArray artwork);
     void playbackModeChanged();
+    // The file of an item could not be opened when it was to become current; `reason` is the
+    // decoder's message.
+    void cannotPlay(QString path, QString reason);
 
 private:
     // The set-current step: opens the item's file and makes it current, or logs and leaves no

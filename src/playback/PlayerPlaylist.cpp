@@ -6,6 +6,10 @@
 #include "Queues.h"
 #include "TrackMetadata.h"
 
+#include <QSet>
+
+#include <algorithm>
+
 namespace sonvale {
 
 namespace {
@@ -64,6 +68,38 @@ void Player::removeItems(const QList<PlaylistItemRef>& items) {
             if (const std::optional<qsizetype> index = playlist_.indexOf(*item)) playlist_.items.removeAt(*index);
             order_.forget(*item);
         }
+    }
+    post([this] { emit playlistUpdated(); });
+}
+
+void Player::moveItems(const QList<PlaylistItemRef>& items, qsizetype row) {
+    QSet<QUuid> moving;
+    moving.reserve(items.size());
+    for (const PlaylistItemRef& item : items) moving.insert(item->uuid());
+    {
+        const std::lock_guard lock(playlistLock);
+        QList<PlaylistItemRef>& list = playlist_.items;
+        const qsizetype anchor = std::clamp<qsizetype>(row, 0, list.size());
+        // The block lands after the staying items that stood before the anchor, so a moved
+        // anchor yields its place to its first staying successor.
+        QList<PlaylistItemRef> moved;
+        QList<PlaylistItemRef> staying;
+        staying.reserve(list.size());
+        qsizetype insertAt = 0;
+        for (qsizetype i = 0; i < list.size(); ++i) {
+            if (moving.contains(list[i]->uuid())) {
+                moved.append(list[i]);
+            } else {
+                staying.append(list[i]);
+                if (i < anchor) ++insertAt;
+            }
+        }
+        if (moved.isEmpty()) return;
+        list.clear();
+        list.reserve(staying.size() + moved.size());
+        list.append(staying.first(insertAt));
+        list.append(moved);
+        list.append(staying.sliced(insertAt));
     }
     post([this] { emit playlistUpdated(); });
 }

@@ -183,8 +183,11 @@ TEST_F(PlayerTest, RemovedCurrentItemStaysUntilTheNextMove) {
     EXPECT_EQ(player_->current(), nullptr);
 }
 
-TEST_F(PlayerTest, UnplayableFileIsLoggedAndStopsPlayback) {
+TEST_F(PlayerTest, UnplayableFileIsLoggedReportedAndStopsPlayback) {
     const QString broken = media_.write(QStringLiteral("broken.flac"), QByteArray("fLaC but not really", 19));
+    QList<std::pair<QString, QString>> refused;
+    QObject::connect(player_.get(), &Player::cannotPlay,
+                     [&](const QString& path, const QString& reason) { refused.append({path, reason}); });
     LogCapture log;
     const QList<PlaylistItemRef> items = player_->open({paths_[0], broken, paths_[1]}, false);
     ASSERT_EQ(items.size(), 3);
@@ -196,9 +199,66 @@ TEST_F(PlayerTest, UnplayableFileIsLoggedAndStopsPlayback) {
     EXPECT_EQ(player_->current(), nullptr);
     EXPECT_FALSE(player_->isPlaying());
 
+    ASSERT_EQ(refused.size(), 1);
+    EXPECT_EQ(refused[0].first, broken);
+    EXPECT_FALSE(refused[0].second.isEmpty());
+
     player_->playItem(items[1], false);
     EXPECT_EQ(player_->current(), nullptr);
     EXPECT_FALSE(player_->isPlaying());
+    EXPECT_TRUE(spinUntil([&] { return refused.size() == 2; }, 5));
+}
+
+TEST_F(PlayerTest, MovedItemsStandTogetherInPlaylistOrderBeforeTheRow) {
+    struct Case {
+        const char* name;
+        QList<int> moved;  // indexes into the five items; 5 is an item outside the playlist
+        qsizetype row;
+        QList<int> expected;  // empty: nothing moves and nothing is emitted
+    };
+    const Case cases[] = {
+        {"to the front", {3}, 0, {3, 0, 1, 2, 4}},
+        {"selection with a gap, given out of order", {4, 0}, 2, {1, 0, 4, 2, 3}},
+        {"to the end", {0, 1}, 5, {2, 3, 4, 0, 1}},
+        {"beyond the end", {1}, 99, {0, 2, 3, 4, 1}},
+        {"before the start", {4}, -3, {4, 0, 1, 2, 3}},
+        {"the row's own item moves", {0, 2}, 2, {1, 0, 2, 3, 4}},
+        {"onto itself", {2, 3}, 3, {0, 1, 2, 3, 4}},
+        {"with an item not in the playlist", {5, 3}, 0, {3, 0, 1, 2, 4}},
+        {"only items not in the playlist", {5}, 0, {}},
+    };
+    int updates = 0;
+    QObject::connect(player_.get(), &Player::playlistUpdated, [&] { ++updates; });
+    const PlaylistItemRef outside = std::make_shared<PlaylistItem>(std::make_shared<Track>(paths_[0]));
+    for (const Case& c : cases) {
+        QList<PlaylistItemRef> items = player_->open({paths_[0], paths_[1], paths_[2], paths_[0], paths_[1]}, false);
+        items.append(outside);
+        ASSERT_TRUE(spinUntil([&] { return updates == 1; }, 5)) << c.name;
+        updates = 0;
+        QList<PlaylistItemRef> moved;
+        for (int index : c.moved) moved.append(items[index]);
+        player_->moveItems(moved, c.row);
+        QList<int> order;
+        for (const PlaylistItemRef& item : player_->playlist().items) order.append(items.indexOf(item));
+        // Queued after anything the move posted, so every signal of the move has arrived first.
+        bool delivered = false;
+        QMetaObject::invokeMethod(player_.get(), [&] { delivered = true; }, Qt::QueuedConnection);
+        ASSERT_TRUE(spinUntil([&] { return delivered; }, 5));
+        EXPECT_EQ(order, c.expected.isEmpty() ? QList<int>({0, 1, 2, 3, 4}) : c.expected) << c.name;
+        EXPECT_EQ(updates, c.expected.isEmpty() ? 0 : 1) << c.name;
+        updates = 0;
+    }
+}
+
+TEST_F(PlayerTest, MovedCurrentItemStaysCurrentAndPlaysOnInItsNewPlace) {
+    start(PlaybackMode::Normal);
+    player_->moveItems({items_[0]}, 3);
+    EXPECT_EQ(player_->playlist().items, QList<PlaylistItemRef>({items_[1], items_[2], items_[0]}));
+    EXPECT_EQ(player_->current(), items_[0]);
+    EXPECT_TRUE(player_->isPlaying());
+    // Now last, the track ends the playlist.
+    ASSERT_TRUE(stopped());
+    EXPECT_EQ(setupPaths(), QStringList({"a"}));
 }
 
 TEST_F(PlayerTest, PlaylistMetadataAndCurrentItemSurviveARestart) {
