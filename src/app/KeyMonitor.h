@@ -1,0 +1,45 @@
+#pragma once
+
+#include "PlaylistItem.h"
+
+#include <QObject>
+
+#include <functional>
+
+class QKeyEvent;
+class QWidget;
+
+namespace sonvale {
+
+class Player;
+class Preferences;
+
+// Reads the keys typed while the main window is the active window, before its widgets do:
+// Delete (or Backspace) removes the selected rows; Return plays the selected row when exactly
+// one is selected; and, when the "winampKeys" preference is on and no command-like modifier
+// (Ctrl, Alt, Meta) is held, z previous, x play, c pause, v stop and b next. Every other key
+// passes on unchanged, as do all keys while another window is active.
+// Main thread only; installs itself on the application and removes itself when destroyed.
+class KeyMonitor : public QObject {
+    Q_OBJECT
+public:
+    using Selection = std::function<QList<PlaylistItemRef>()>;
+
+    KeyMonitor(QWidget& window, Player& player, const Preferences& preferences, Selection selection);
+    ~KeyMonitor() override;
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    // True when the key was used.
+    bool handle(const QKeyEvent& key);
+    bool winampKey(QChar key);
+
+    QWidget& window_;
+    Player& player_;
+    const Preferences& preferences_;
+    Selection selection_;
+};
+
+}  // namespace sonvale
