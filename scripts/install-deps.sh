@@ -10,7 +10,7 @@ packages=(
   qt6-base-dev libavformat-dev libavcodec-dev libswresample-dev libavutil-dev
   libsqlite3-dev libpulse-dev
   # tests: the framework and the tools that make real media files
-  libgtest-dev ffmpeg flac pulseaudio pulseaudio-utils
+  libgtest-dev ffmpeg flac pulseaudio pulseaudio-utils libglib2.0-bin
   # benchmarks only
   libtag1-dev mpd
   # the package check: desktop entry and AppStream validators; dpkg-shlibdeps, and file, with

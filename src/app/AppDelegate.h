@@ -1,0 +1,78 @@
+#pragma once
+
+#include "Notifications.h"
+
+#include <QObject>
+#include <QStringList>
+
+#include <memory>
+
+namespace sonvale {
+
+class AppActions;
+class DB;
+class Library;
+class MainWindow;
+class OpenBatch;
+class Player;
+class Preferences;
+class Queues;
+class SignalWatcher;
+class TrayIcon;
+
+// The desktop program's shell: makes the shared objects in their order (preferences, database,
+// queues, library, player), then the main window, the menus and the tray icon; keeps the menus,
+// the tray's status line and the transport controls in step with the player; turns paths handed
+// to the program into one batch for the player; and saves the player's state and the
+// preferences on every way out (Quit, closing the window, SIGTERM/SIGINT/SIGHUP, the session
+// ending). Main thread only, after the QApplication exists.
+class AppDelegate : public QObject {
+    Q_OBJECT
+public:
+    AppDelegate();
+    ~AppDelegate() override;
+
+    // False when the database cannot be opened; nothing else can work then.
+    bool isUsable() const;
+    // The launch sequence: appearance, observers, library folders (no scan), menu states; then
+    // shows the window.
+    void launch();
+    // Paths handed over (the command line, a file manager): collected for 0.25 s, then opened or
+    // enqueued ("alwaysEnqueue") as one sorted batch.
+    void openFiles(const QStringList& paths);
+    // One path opened in place of the playlist; false when nothing of it could be added.
+    bool openFile(const QString& path);
+    // Shows the main window above the others.
+    void activateWindow();
+    // The termination sequence; runs once, whatever asked for it first.
+    void terminate();
+
+    Preferences& preferences() { return *preferences_; }
+    Player& player() { return *player_; }
+    Library& library() { return *library_; }
+    Queues& queues() { return *queues_; }
+    Notifications& notifications() { return notifications_; }
+    MainWindow& window() { return *window_; }
+    AppActions& actions() { return *actions_; }
+    TrayIcon& tray() { return *tray_; }
+    OpenBatch& batch() { return *batch_; }
+
+private:
+    void registerObservers();
+    void connectCommands();
+
+    std::unique_ptr<Preferences> preferences_;
+    std::shared_ptr<DB> db_;
+    std::unique_ptr<Queues> queues_;
+    std::unique_ptr<Library> library_;
+    std::unique_ptr<Player> player_;
+    Notifications notifications_;
+    std::unique_ptr<MainWindow> window_;
+    AppActions* actions_ = nullptr;
+    TrayIcon* tray_ = nullptr;
+    OpenBatch* batch_ = nullptr;
+    SignalWatcher* signals_ = nullptr;
+    bool terminated_ = false;
+};
+
+}  // namespace sonvale

@@ -1,0 +1,108 @@
+#include "AppActions.h"
+#include "AppDelegate.h"
+#include "Appearance.h"
+#include "Icons.h"
+#include "Preferences.h"
+#include "RunningCopy.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QFileInfo>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QUrl>
+
+#include <cstdio>
+
+namespace {
+
+// Paths as given, relative to the working directory; file URLs as some launchers pass them.
+QStringList absolutePaths(const QStringList& arguments) {
+    QStringList paths;
+    for (const QString& argument : arguments) {
+        const QUrl url(argument);
+        const QString path = url.isLocalFile() ? url.toLocalFile() : argument;
+        paths.append(QFileInfo(path).absoluteFilePath());
+    }
+    return paths;
+}
+
+// Asks whether to run beside the copy that runs; true for Continue.
+bool continueBesideRunningCopy() {
+    QMessageBox alert(QMessageBox::Warning, QStringLiteral("Sonvale"), QObject::tr("Already running"));
+    alert.setInformativeText(QObject::tr("Running multiple instances may cause playback errors"));
+    QPushButton* quit = alert.addButton(QObject::tr("Quit"), QMessageBox::AcceptRole);
+    alert.addButton(QObject::tr("Continue"), QMessageBox::RejectRole);
+    alert.setDefaultButton(quit);
+    alert.exec();
+    return alert.clickedButton() != quit;
+}
+
+// Serves the Application interface of the one running copy with the shell's commands.
+void serve(sonvale::RunningCopy& copy, sonvale::AppDelegate& delegate) {
+    copy.serve({
+        .activate = [&delegate] { delegate.activateWindow(); },
+        .open = [&delegate](const QStringList& paths) { delegate.openFiles(paths); },
+        .action = [&delegate](const QString& name) {
+            sonvale::AppActions& actions = delegate.actions();
+            QAction* action = name == QLatin1String("play-pause") ? actions.playPause
+                              : name == QLatin1String("next")     ? actions.next
+                              : name == QLatin1String("previous") ? actions.previous
+                              : name == QLatin1String("quit")     ? actions.quit
+                                                                  : nullptr;
+            if (action) action->trigger();
+            return action != nullptr;
+        },
+    });
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    QApplication app(argc, argv);
+    QApplication::setOrganizationName(QStringLiteral("Sonvale"));
+    QApplication::setApplicationName(QStringLiteral("Sonvale"));
+    QApplication::setApplicationVersion(QStringLiteral(SONVALE_VERSION));
+    QGuiApplication::setDesktopFileName(QStringLiteral("org.sonvale.Sonvale"));
+    QApplication::setWindowIcon(QIcon::fromTheme(
+        QStringLiteral("org.sonvale.Sonvale"),
+        QIcon(sonvale::Icons::defaultCover(128, QColor(0xe7, 0x6f, 0x51), Qt::white))));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Sonvale, a small and fast music player."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addPositionalArgument(QStringLiteral("paths"), QStringLiteral("Files, folders and M3U playlists to open."),
+                                 QStringLiteral("[FILE|FOLDER|M3U...]"));
+    parser.process(app);
+    const QStringList paths = absolutePaths(parser.positionalArguments());
+
+    // The running-copy check comes before anything heavy: a hand-over must be quick.
+    sonvale::RunningCopy copy;
+    bool secondCopy = false;
+    if (!copy.busAvailable()) {
+        std::fputs("sonvale: no session bus, so no media controls and no check for a running copy\n", stderr);
+    } else if (!copy.claim()) {
+        if (!paths.isEmpty() && copy.handOver(paths)) return 0;
+        sonvale::AppearanceStyle::apply(sonvale::Preferences().appearance);
+        if (paths.isEmpty() && !continueBesideRunningCopy()) {
+            copy.activateOther();
+            return 0;
+        }
+        secondCopy = true;
+    }
+
+    sonvale::AppDelegate delegate;
+    if (!delegate.isUsable()) {
+        std::fputs("sonvale: the library database cannot be opened\n", stderr);
+        QMessageBox::critical(nullptr, QStringLiteral("Sonvale"),
+                              QObject::tr("The library database cannot be opened. See the log for the reason."));
+        return 1;
+    }
+    delegate.launch();
+    if (copy.claimed()) serve(copy, delegate);
+    Q_UNUSED(secondCopy);
+    if (!paths.isEmpty()) delegate.openFiles(paths);
+    return QApplication::exec();
+}
