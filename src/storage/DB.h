@@ -52,6 +52,7 @@ public:
 
     TrackRef track(const QString& path) override;
     TrackRef insertTrack(const QString& path) override;
+    QList<TrackRef> findOrInsertTracks(const QStringList& paths) override;
     void updateTrack(const Track& track) override;
     void removeMissingTracks(qint64 folderPk, const QSet<QString>& found) override;
 

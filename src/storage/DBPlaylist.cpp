@@ -3,6 +3,8 @@
 #include "StorageLog.h"
 #include "TrackRow.h"
 
+#include <QSet>
+
 namespace sonvale {
 
 bool DB::savePlaylist(const QList<TrackRef>& tracks) {
@@ -40,9 +42,18 @@ QList<TrackRef> DB::loadPlaylist() {
             "SELECT tracks.id AS id, folder, path, size, timestamp, track, title, artist, album, duration, bitRate, "
             "sampleRate, channels, metaVersion, status FROM playlist LEFT JOIN tracks ON playlist.track_id = "
             "tracks.id ORDER BY playlist.`order` ASC"));
+        // A playlist repeats its artists, albums and track numbers: one shared copy of each
+        // keeps a large playlist small in memory.
+        QSet<QString> texts;
+        const auto shared = [&texts](QString& text) { text = *texts.insert(text); };
         // A row without its track (NULL path) is left out; a read error ends the list.
         while (cursor && cursor->next()) {
-            if (TrackRef track = TrackRow::fromRow(*cursor)) tracks.append(std::move(track));
+            TrackRef track = TrackRow::fromRow(*cursor);
+            if (!track) continue;
+            shared(track->artist);
+            shared(track->album);
+            shared(track->track);
+            tracks.append(std::move(track));
         }
     });
     return tracks;

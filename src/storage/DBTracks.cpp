@@ -5,35 +5,31 @@
 
 namespace sonvale {
 
-TrackRef DB::track(const QString& path) {
-    if (!queue_) return nullptr;
-    TrackRef found;
-    queue_->inDatabase([&](SQLiteDatabase& db) {
-        auto cursor = db.executeQuery(
-            QStringLiteral("SELECT id, folder, path, size, timestamp, track, title, artist, album, duration, bitRate, "
-                           "sampleRate, channels, metaVersion, status FROM tracks WHERE path=? LIMIT 1"),
-            {SQLValue::text(TrackRow::nfc(path))});
-        if (cursor && cursor->next()) found = TrackRow::fromRow(*cursor);
-    });
-    return found;
+namespace {
+
+TrackRef findTrack(SQLiteDatabase& db, const QString& path) {
+    auto cursor = db.executeQuery(
+        QStringLiteral("SELECT id, folder, path, size, timestamp, track, title, artist, album, duration, bitRate, "
+                       "sampleRate, channels, metaVersion, status FROM tracks WHERE path=? LIMIT 1"),
+        {SQLValue::text(TrackRow::nfc(path))});
+    return cursor && cursor->next() ? TrackRow::fromRow(*cursor) : nullptr;
 }
 
-TrackRef DB::insertTrack(const QString& path) {
-    std::optional<qint64> id;
-    if (queue_) {
-        queue_->inDatabase([&](SQLiteDatabase& db) {
-            auto cursor = db.executeQuery(
-                QStringLiteral("INSERT INTO tracks (path, status, size, timestamp, track, duration, bitRate, "
-                               "sampleRate, channels) VALUES(?, ?, 0, 0, 0, 0, 0, 0, 0)"),
-                {SQLValue::text(TrackRow::nfc(path)), SQLValue::integer(0)});
-            if (!cursor || cursor->step() != SQLiteCode::done) {
-                qCCritical(lcDb, "Failed to insert track to DB: %s - %s", qUtf8Printable(path),
-                           qUtf8Printable(db.lastErrorMessage()));
-            }
-            // Taken even after a failure: callers look the path up before inserting it.
-            id = db.lastInsertRowId();
-        });
+// The row id of a new record for `path`; the connection's last one even when the insert failed.
+qint64 insertRow(SQLiteDatabase& db, const QString& path) {
+    auto cursor = db.executeQuery(
+        QStringLiteral("INSERT INTO tracks (path, status, size, timestamp, track, duration, bitRate, "
+                       "sampleRate, channels) VALUES(?, ?, 0, 0, 0, 0, 0, 0, 0)"),
+        {SQLValue::text(TrackRow::nfc(path)), SQLValue::integer(0)});
+    if (!cursor || cursor->step() != SQLiteCode::done) {
+        qCCritical(lcDb, "Failed to insert track to DB: %s - %s", qUtf8Printable(path),
+                   qUtf8Printable(db.lastErrorMessage()));
     }
+    // Taken even after a failure: callers look the path up before inserting it.
+    return db.lastInsertRowId();
+}
+
+TrackRef newTrack(const QString& path, std::optional<qint64> id) {
     if (!id) {
         qCCritical(lcDb, "Empty track ID after insert: %s", qUtf8Printable(path));
         return nullptr;
@@ -46,6 +42,34 @@ TrackRef DB::insertTrack(const QString& path) {
     track->pk = *id;
     track->status = TrackStatus::none;
     return track;
+}
+
+}  // namespace
+
+TrackRef DB::track(const QString& path) {
+    if (!queue_) return nullptr;
+    TrackRef found;
+    queue_->inDatabase([&](SQLiteDatabase& db) { found = findTrack(db, path); });
+    return found;
+}
+
+TrackRef DB::insertTrack(const QString& path) {
+    std::optional<qint64> id;
+    if (queue_) queue_->inDatabase([&](SQLiteDatabase& db) { id = insertRow(db, path); });
+    return newTrack(path, id);
+}
+
+QList<TrackRef> DB::findOrInsertTracks(const QStringList& paths) {
+    QList<TrackRef> tracks(paths.size());
+    if (!queue_) return tracks;
+    // One hand-over and one transaction for a whole folder instead of two of each per file.
+    queue_->inTransaction([&](SQLiteDatabase& db, bool&) {
+        for (qsizetype i = 0; i < paths.size(); ++i) {
+            tracks[i] = findTrack(db, paths[i]);
+            if (!tracks[i]) tracks[i] = newTrack(paths[i], insertRow(db, paths[i]));
+        }
+    });
+    return tracks;
 }
 
 void DB::updateTrack(const Track& track) {

@@ -31,6 +31,8 @@ SQLiteCursor& SQLiteCursor::operator=(SQLiteCursor&& other) noexcept {
         statement_ = std::move(other.statement_);
         columnIndexes_ = std::move(other.columnIndexes_);
         other.columnIndexes_.reset();
+        askedIndexes_ = std::move(other.askedIndexes_);
+        other.askedIndexes_.clear();
     }
     return *this;
 }
@@ -63,11 +65,13 @@ void SQLiteCursor::close() {
         statement_.reset();
     }
     columnIndexes_.reset();
+    askedIndexes_.clear();
 }
 
 int SQLiteCursor::columnIndex(const QString& name) {
     sqlite3_stmt* handle = liveHandle();
     if (!handle) return -1;
+    if (const auto asked = askedIndexes_.constFind(name); asked != askedIndexes_.constEnd()) return asked.value();
     if (!columnIndexes_) {
         // Later columns replace earlier ones of the same name: the last one wins.
         QHash<QString, int> indexes;
@@ -79,7 +83,10 @@ int SQLiteCursor::columnIndex(const QString& name) {
         columnIndexes_ = std::move(indexes);
     }
     const auto found = columnIndexes_->constFind(name.toLower());
-    if (found != columnIndexes_->constEnd()) return found.value();
+    if (found != columnIndexes_->constEnd()) {
+        askedIndexes_.insert(name, found.value());
+        return found.value();
+    }
     qCWarning(lcDb, "Warning: I could not find the column named '%s'.", qUtf8Printable(name));
     return -1;
 }

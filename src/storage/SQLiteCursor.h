@@ -60,6 +60,9 @@ private:
 
     std::shared_ptr<SQLiteStatement> statement_;
     std::optional<QHash<QString, int>> columnIndexes_;
+    // The names callers asked for, as they spelled them: a row of many columns is read without
+    // lower-casing each name again.
+    QHash<QString, int> askedIndexes_;
 };
 
 }  // namespace sonvale

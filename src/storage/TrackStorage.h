@@ -4,6 +4,7 @@
 
 #include <QSet>
 #include <QString>
+#include <QStringList>
 
 namespace sonvale {
 
@@ -23,6 +24,10 @@ public:
     // example because the path is already stored) the connection's last inserted row id is
     // still taken, which may belong to another record: callers look the path up first.
     virtual TrackRef insertTrack(const QString& path) = 0;
+    // The records of `paths`, in order: each looked up as track() does, or stored as
+    // insertTrack() does when there is none, all in one transaction. An entry is nullptr where
+    // neither gave a record.
+    virtual QList<TrackRef> findOrInsertTracks(const QStringList& paths) = 0;
     // Writes every stored field of `track` to the row `track.pk`, then replaces its lyrics and
     // chapters. Each statement commits on its own: a failure midway keeps the earlier ones.
     virtual void updateTrack(const Track& track) = 0;
