@@ -17,6 +17,7 @@
 namespace sonvale {
 
 class DB;
+class OperationQueue;
 class Preferences;
 class Queues;
 
@@ -75,6 +76,13 @@ public:
     // Saves the playlist in the database and the current item's position in the preference
     // "current" (removed without one). False when either could not be written.
     bool savePlaylist();
+    // The same with the database written on `queue`, so that a large playlist does not hold the
+    // main thread; the current item's position is kept at once. `done` runs on the main thread
+    // afterwards with the result. `queue` must be drained before the player is destroyed.
+    void savePlaylistInBackground(OperationQueue& queue, std::function<void(bool saved)> done);
+    // Counts the changes of the playlist's items (opening, enqueueing, removing, moving,
+    // clearing); restoring the saved playlist is none.
+    quint64 playlistRevision() const { return playlistRevision_; }
 
     // Plays `item` (the current one again from the start when `restart`). Never adds to the
     // history.
@@ -131,6 +139,11 @@ private:
     void restore();
     // Reads the tracks' metadata (and the artwork of `current`) in the background.
     void refreshInBackground(const QList<PlaylistItemRef>& items, bool withArtwork);
+    // Counts a change of the items and announces it.
+    void playlistChanged();
+    QList<TrackRef> playlistTracks() const;
+    // The current item's position in the preference "current"; false when it was not written.
+    bool saveCurrentPosition();
     // Emits on the main thread once the current call has returned; any thread.
     void post(std::function<void()> call);
 
@@ -145,6 +158,7 @@ private:
     PlaylistItemRef previous_;
     bool playing_ = false;
     PlaybackMode playbackMode_ = PlaybackMode::Normal;
+    quint64 playlistRevision_ = 0;
     // Cleared on destruction, so that queued background work ends early.
     std::shared_ptr<std::atomic<bool>> alive_;
 };

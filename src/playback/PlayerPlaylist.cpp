@@ -6,6 +6,7 @@
 #include "Queues.h"
 #include "TrackMetadata.h"
 
+#include <QElapsedTimer>
 #include <QSet>
 
 #include <algorithm>
@@ -13,6 +14,11 @@
 namespace sonvale {
 
 namespace {
+
+// How many refreshed records, or how long, the background refresh gathers before it hands them
+// to the main thread.
+constexpr qsizetype kMetadataBatch = 64;
+constexpr qint64 kMetadataBatchMs = 20;
 
 // Copies what a metadata refresh fills, leaving the record's identity and display state.
 void assignMetadata(Track& to, const Track& from) {
@@ -37,9 +43,12 @@ void assignMetadata(Track& to, const Track& from) {
 
 QList<PlaylistItemRef> Player::open(const QStringList& paths, bool enqueue) {
     QList<PlaylistItemRef> added;
-    for (const QString& path : PathExpander::expand(paths)) {
-        TrackRef track = db_->track(path);
-        if (!track) track = db_->insertTrack(path);
+    const QStringList expanded = PathExpander::expand(paths);
+    const QList<TrackRef> tracks = db_->findOrInsertTracks(expanded);
+    added.reserve(tracks.size());
+    for (qsizetype i = 0; i < tracks.size(); ++i) {
+        TrackRef track = tracks[i];
+        const QString& path = expanded[i];
         if (!track) {
             qCWarning(lcPlayer, "Cannot add %s to the playlist", qUtf8Printable(path));
             continue;
@@ -56,7 +65,7 @@ QList<PlaylistItemRef> Player::open(const QStringList& paths, bool enqueue) {
         }
         playlist_.items.append(added);
     }
-    post([this] { emit playlistUpdated(); });
+    playlistChanged();
     refreshInBackground(added, false);
     return added;
 }
@@ -69,7 +78,7 @@ void Player::removeItems(const QList<PlaylistItemRef>& items) {
             order_.forget(*item);
         }
     }
-    post([this] { emit playlistUpdated(); });
+    playlistChanged();
 }
 
 void Player::moveItems(const QList<PlaylistItemRef>& items, qsizetype row) {
@@ -101,7 +110,7 @@ void Player::moveItems(const QList<PlaylistItemRef>& items, qsizetype row) {
         list.append(moved);
         list.append(staying.sliced(insertAt));
     }
-    post([this] { emit playlistUpdated(); });
+    playlistChanged();
 }
 
 void Player::clearPlaylist() {
@@ -110,17 +119,39 @@ void Player::clearPlaylist() {
         playlist_.items.clear();
         order_.clearHistory();
     }
+    playlistChanged();
+}
+
+void Player::playlistChanged() {
+    ++playlistRevision_;
     post([this] { emit playlistUpdated(); });
 }
 
-bool Player::savePlaylist() {
+QList<TrackRef> Player::playlistTracks() const {
     QList<TrackRef> tracks;
     tracks.reserve(playlist_.items.size());
     for (const PlaylistItemRef& item : playlist_.items) tracks.append(item->track());
-    const bool saved = db_->savePlaylist(tracks);
+    return tracks;
+}
+
+bool Player::saveCurrentPosition() {
     const std::optional<qsizetype> index = playlist_.currentIndex();
     preferences_.currentPlaylistItem = index ? std::optional<qint64>(*index) : std::nullopt;
-    return preferences_.save() && saved;
+    return preferences_.save();
+}
+
+bool Player::savePlaylist() {
+    const bool saved = db_->savePlaylist(playlistTracks());
+    return saveCurrentPosition() && saved;
+}
+
+void Player::savePlaylistInBackground(OperationQueue& queue, std::function<void(bool)> done) {
+    const bool position = saveCurrentPosition();
+    // Only the records' row ids are read there, which the main thread never changes.
+    queue.addOperation([this, db = db_, tracks = playlistTracks(), position, done = std::move(done)](const Operation&) {
+        const bool saved = db->savePlaylist(tracks);
+        post([done, saved, position] { done(saved && position); });
+    });
 }
 
 void Player::restore() {
@@ -141,23 +172,39 @@ void Player::refreshInBackground(const QList<PlaylistItemRef>& items, bool withA
     std::shared_ptr<DB> db = db_;
     std::shared_ptr<std::atomic<bool>> alive = alive_;
     queues_.artwork.addOperation([this, items, copies, withArtwork, db, alive](const Operation& operation) mutable {
+        // Results go to the main thread in small batches: one event per file would flood its
+        // queue and hold off its timers and painting while a large folder is read.
+        QList<std::pair<PlaylistItemRef, Track>> ready;
+        QElapsedTimer sinceFlush;
+        sinceFlush.start();
+        const auto flush = [this, &ready, &sinceFlush] {
+            if (!ready.isEmpty()) {
+                post([this, ready] {
+                    for (const auto& [item, copy] : ready) {
+                        assignMetadata(*item->track(), copy);
+                        emit metaLoaded(item);
+                    }
+                });
+            }
+            ready.clear();
+            sinceFlush.restart();
+        };
         for (qsizetype i = 0; i < copies.size(); ++i) {
             if (operation.isCancelled() || !alive->load()) return;
             Track& copy = copies[i];
             if (refreshMetadata(copy, true) == RefreshResult::updated) {
                 db->updateTrack(copy);
-                const PlaylistItemRef item = items[i];
-                post([this, item, copy] {
-                    assignMetadata(*item->track(), copy);
-                    emit metaLoaded(item);
-                });
+                ready.append({items[i], copy});
             }
+            if (ready.size() >= kMetadataBatch || sinceFlush.elapsed() >= kMetadataBatchMs) flush();
             if (withArtwork) {
+                flush();
                 const PlaylistItemRef item = items[i];
                 const QByteArray artwork = loadArtworkData(copy.path).value_or(QByteArray());
                 post([this, item, artwork] { emit artworkLoaded(item, artwork); });
             }
         }
+        flush();
     });
 }
 
