@@ -7,6 +7,7 @@
 #include "MainWindow.h"
 #include "OpenBatch.h"
 #include "OpenPaths.h"
+#include "PlaylistSaver.h"
 #include "Player.h"
 #include "Preferences.h"
 #include "Queues.h"
@@ -110,6 +111,7 @@ void AppDelegate::terminate() {
     terminated_ = true;
     tray_->dropStatusLine();
     window_->saveLayout();
+    window_->saver()->finish();
     preferences_->volume = player_->volume();
     // Saves the playlist in the database and the current item and the rest of the preferences.
     player_->savePlaylist();

@@ -14,6 +14,7 @@
 #include <QUrl>
 
 #include <cstdio>
+#include <cstdlib>
 
 namespace {
 
@@ -57,9 +58,37 @@ void serve(sonvale::RunningCopy& copy, sonvale::AppDelegate& delegate) {
     });
 }
 
+// Reads the command line before the window system is reached, so that --help and --version
+// work on a console without a display. Exits for those and for a wrong option.
+QStringList parseArguments(int argc, char* argv[]) {
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i) arguments.append(QString::fromLocal8Bit(argv[i]));
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Sonvale, a small and fast music player."));
+    const QCommandLineOption help = parser.addHelpOption();
+    const QCommandLineOption version = parser.addVersionOption();
+    parser.addPositionalArgument(QStringLiteral("paths"), QStringLiteral("Files, folders and M3U playlists to open."),
+                                 QStringLiteral("[FILE|FOLDER|M3U...]"));
+    if (!parser.parse(arguments)) {
+        std::fprintf(stderr, "sonvale: %s\nTry 'sonvale --help'.\n", qUtf8Printable(parser.errorText()));
+        std::exit(2);
+    }
+    if (parser.isSet(help) || parser.isSet(QStringLiteral("help-all"))) {
+        std::fputs(qUtf8Printable(parser.helpText().replace(QStringLiteral("<executable_name>"), QStringLiteral("sonvale"))),
+                   stdout);
+        std::exit(0);
+    }
+    if (parser.isSet(version)) {
+        std::puts("sonvale " SONVALE_VERSION);
+        std::exit(0);
+    }
+    return absolutePaths(parser.positionalArguments());
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
+    const QStringList paths = parseArguments(argc, argv);
     QApplication app(argc, argv);
     QApplication::setOrganizationName(QStringLiteral("Sonvale"));
     QApplication::setApplicationName(QStringLiteral("Sonvale"));
@@ -68,15 +97,6 @@ int main(int argc, char* argv[]) {
     QApplication::setWindowIcon(QIcon::fromTheme(
         QStringLiteral("org.sonvale.Sonvale"),
         QIcon(sonvale::Icons::defaultCover(128, QColor(0xe7, 0x6f, 0x51), Qt::white))));
-
-    QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Sonvale, a small and fast music player."));
-    parser.addHelpOption();
-    parser.addVersionOption();
-    parser.addPositionalArgument(QStringLiteral("paths"), QStringLiteral("Files, folders and M3U playlists to open."),
-                                 QStringLiteral("[FILE|FOLDER|M3U...]"));
-    parser.process(app);
-    const QStringList paths = absolutePaths(parser.positionalArguments());
 
     // The running-copy check comes before anything heavy: a hand-over must be quick.
     sonvale::RunningCopy copy;
