@@ -118,7 +118,7 @@ int PlaylistModel::rowCount(const QModelIndex& parent) const {
 }
 
 int PlaylistModel::columnCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : columnTotal;
+    return parent.isValid() ? 0 : kColumnCount;
 }
 
 QVariant PlaylistModel::data(const QModelIndex& index, int role) const {
@@ -138,7 +138,7 @@ QVariant PlaylistModel::data(const QModelIndex& index, int role) const {
 }
 
 QVariant PlaylistModel::headerData(int section, Qt::Orientation orientation, int role) const {
-    if (orientation != Qt::Horizontal || section < 0 || section >= columnTotal) {
+    if (orientation != Qt::Horizontal || section < 0 || section >= kColumnCount) {
         return QAbstractTableModel::headerData(section, orientation, role);
     }
     if (role == Qt::TextAlignmentRole) {
@@ -167,7 +167,7 @@ bool PlaylistModel::removeRows(int, int, const QModelIndex&) {
 }
 
 QStringList PlaylistModel::mimeTypes() const {
-    return {QLatin1String(rowIndexesMimeType), QStringLiteral("text/uri-list")};
+    return {QLatin1String(kRowIndexesMimeType), QStringLiteral("text/uri-list")};
 }
 
 QMimeData* PlaylistModel::mimeData(const QModelIndexList& indexes) const {
@@ -186,7 +186,7 @@ QMimeData* PlaylistModel::mimeData(const QModelIndexList& indexes) const {
     urls.reserve(rows.size());
     for (int row : rows) urls.append(QUrl::fromLocalFile(items_[row]->track()->path));
     auto* data = new QMimeData;
-    data->setData(QLatin1String(rowIndexesMimeType), payload);
+    data->setData(QLatin1String(kRowIndexesMimeType), payload);
     data->setUrls(urls);
     return data;
 }
@@ -197,7 +197,6 @@ Qt::DropActions PlaylistModel::supportedDragActions() const { return Qt::CopyAct
 
 bool PlaylistModel::dropMimeData(const QMimeData* data, Qt::DropAction action, int row, int,
                                  const QModelIndex& parent) {
-    fprintf(stderr, "DBG dropMimeData action=%d row=%d parent=%d own=%d\n", int(action), row, parent.row(), int(bool(ownRows(data))));
     if (!data || action == Qt::IgnoreAction) return false;
     // Rows move whatever the action: a copy would put one item in the playlist twice.
     if (const std::optional<QList<int>> rows = ownRows(data)) {
@@ -249,12 +248,12 @@ void PlaylistModel::markDirty(const PlaylistItemRef& item) {
 
 void PlaylistModel::repaintDirty() {
     if (dirtyFirst_ < 0) return;
-    emit dataChanged(index(dirtyFirst_, 0), index(dirtyLast_, columnTotal - 1));
+    emit dataChanged(index(dirtyFirst_, 0), index(dirtyLast_, kColumnCount - 1));
     dirtyFirst_ = dirtyLast_ = -1;
 }
 
 void PlaylistModel::emitRowChanged(int row) {
-    emit dataChanged(index(row, 0), index(row, columnTotal - 1), {Qt::FontRole, Qt::DecorationRole});
+    emit dataChanged(index(row, 0), index(row, kColumnCount - 1), {Qt::FontRole, Qt::DecorationRole});
 }
 
 QVariant PlaylistModel::displayText(const PlaylistItem& item, int column) const {
@@ -280,7 +279,7 @@ QIcon PlaylistModel::currentMark() const {
 }
 
 std::optional<QList<int>> PlaylistModel::ownRows(const QMimeData* data) const {
-    const QLatin1String type(rowIndexesMimeType);
+    const QLatin1String type(kRowIndexesMimeType);
     if (!data->hasFormat(type)) return std::nullopt;
     QDataStream in(data->data(type));
     qint64 process = 0;

@@ -28,16 +28,18 @@ class Player;
 // programs); drops land between rows, never on one. Rows of this model dropped on it are moved
 // by the player; local files dropped on it are handed on through pathsDropped. Rows never
 // leave through the model (removeRows and setData refuse), so a view that cleans up after a
-// move drop changes nothing: the player's playlistUpdated brings the new order.
+// move drop changes nothing: the player's playlistUpdated brings the new order. A view takes
+// both kinds of drop in QAbstractItemView::DragDrop mode (InternalMove refuses drops from other
+// programs), best with dragDropOverwriteMode off, so the indicator falls between rows.
 //
 // Threads: main thread only, with a QGuiApplication. `player` must outlive the model.
 class PlaylistModel : public QAbstractTableModel {
     Q_OBJECT
 public:
     enum Column { Track, Title, Artist, Album, Duration };
-    static constexpr int columnTotal = 5;
+    static constexpr int kColumnCount = 5;
     // The MIME type of dragged rows: the rows of one model of this process.
-    static constexpr const char* rowIndexesMimeType = "application/x-sonvale-rowindexes";
+    static constexpr const char* kRowIndexesMimeType = "application/x-sonvale-rowindexes";
 
     PlaylistModel(Player& player, QObject* parent);
 
@@ -75,7 +77,8 @@ public:
                       const QModelIndex& parent) override;
 
 signals:
-    // Local files or folders were dropped on the table, in the order of the drop.
+    // Local files or folders were dropped on the table, in the order of the drop. Emitted
+    // inside the drop, while the program the files came from waits: queue long work.
     void pathsDropped(QStringList paths);
 
 private:

@@ -73,17 +73,12 @@ TEST(LabelText, PieceWithoutAValueLeavesNoSeparatorWhenEmptyOrZero) {
     };
     const Case cases[] = {
         {"no album", {.album = true, .artist = true}, [](Track& t) { t.album.clear(); }, 0, u"Artist"_s},
-        {"no title", {.track = true, .artist = true}, [](Track& t) { t.title.clear(); }, 0, u"Artist"_s},
         {"999 bps", {.artist = true, .bitrate = true}, [](Track& t) { t.bitRate = 999; }, 0, u"Artist 0 kbps"_s},
         {"0 bps", {.artist = true, .bitrate = true}, [](Track& t) { t.bitRate = 0; }, 0, u"Artist"_s},
-        {"no sample rate", {.artist = true, .sampleRate = true}, [](Track& t) { t.sampleRate = 0; }, 0, u"Artist"_s},
         {"no channels", {.artist = true, .channels = true}, [](Track& t) { t.channels = 0; }, 0, u"Artist"_s},
-        {"six channels", {.artist = true, .channels = true}, [](Track& t) { t.channels = 6; }, 0, u"Artist 6CH"_s},
         {"number 0", {.artist = true, .trackNumber = true}, [](Track& t) { t.track = u"0"_s; }, 0, u"Artist"_s},
         {"of total", {.artist = true, .trackNumber = true}, [](Track& t) { t.track = u"3/12"_s; }, 0, u"Artist 3"_s},
-        {"no extension", {.artist = true, .format = true}, [](Track& t) { t.path = u"/m/Song"_s; }, 0, u"Artist"_s},
-        {"m4a", {.artist = true, .format = true}, [](Track& t) { t.path = u"/m/a.b/Song.m4a"_s; }, 0, u"Artist M4A"_s},
-        {"no duration", {.artist = true, .trackDuration = true}, [](Track& t) { t.duration = 0; }, 0, u"Artist 0:00"_s},
+        {"no extension", {.artist = true, .format = true}, [](Track& t) { t.path = u"/m/a.b/Song"_s; }, 0, u"Artist"_s},
         {"one item", {.artist = true, .playlistCount = true}, [](Track&) {}, 1, u"Artist 1 tracks"_s},
         {"nothing", {.track = true}, [](Track& t) { t.title.clear(); }, 0, QString()},
     };
