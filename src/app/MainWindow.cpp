@@ -82,7 +82,8 @@ MainWindow::MainWindow(Player& player, Preferences& preferences, Notifications& 
 
     updateTimer_.setInterval(1000);
     connect(&updateTimer_, &QTimer::timeout, panel_, &TrackPanel::refreshTime);
-    connect(model_, &PlaylistModel::pathsDropped, this, &MainWindow::openDropped);
+    // Queued: the file manager waits for the drop to end, and opening a folder reads the disk.
+    connect(model_, &PlaylistModel::pathsDropped, this, &MainWindow::openDropped, Qt::QueuedConnection);
     connect(emptyView_, &EmptyPlaylistView::openRequested, this, [this] { notifications_.post(&Notifications::openFiles); });
     connect(table_, &PlaylistView::playRequested, this, [this](const PlaylistItemRef& item) { player_.playItem(item, true); });
     connect(table_, &PlaylistView::removeRequested, this,

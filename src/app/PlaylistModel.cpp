@@ -193,7 +193,9 @@ QMimeData* PlaylistModel::mimeData(const QModelIndexList& indexes) const {
 
 Qt::DropActions PlaylistModel::supportedDropActions() const { return Qt::CopyAction | Qt::MoveAction; }
 
-Qt::DropActions PlaylistModel::supportedDragActions() const { return Qt::CopyAction | Qt::MoveAction; }
+// Copy only: a file manager offered a move would take the user's files away from their folder.
+// Rows dropped back on the table move all the same.
+Qt::DropActions PlaylistModel::supportedDragActions() const { return Qt::CopyAction; }
 
 bool PlaylistModel::dropMimeData(const QMimeData* data, Qt::DropAction action, int row, int,
                                  const QModelIndex& parent) {

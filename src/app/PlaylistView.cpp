@@ -33,7 +33,6 @@ PlaylistView::PlaylistView(PlaylistModel& model, const Preferences& preferences,
     setAcceptDrops(true);
     setDropIndicatorShown(true);
     setDragDropMode(QAbstractItemView::DragDrop);
-    setDefaultDropAction(Qt::MoveAction);
     setDragDropOverwriteMode(false);
 
     QHeaderView* rows = verticalHeader();
