@@ -92,8 +92,7 @@ void AppDelegate::connectCommands() {
             activateWindow();
         }
     });
-    connect(batch_, &OpenBatch::ready, this,
-            [this](const QStringList& paths) { openPaths(*player_, paths, preferences_->alwaysEnqueue); });
+    connect(batch_, &OpenBatch::ready, window_.get(), &MainWindow::openUserPaths);
 }
 
 void AppDelegate::activateWindow() {

@@ -39,6 +39,7 @@ void EmptyPlaylistView::setDragActive(bool active) {
 
 void EmptyPlaylistView::paintEvent(QPaintEvent*) {
     QPainter painter(this);
+    painter.fillRect(rect(), palette().color(QPalette::Base));
     painter.setRenderHint(QPainter::Antialiasing);
     const QColor color = palette().color(dragActive_ ? QPalette::Highlight : QPalette::Mid);
     QPen pen(color, dragActive_ ? 3 : 2, Qt::DashLine);

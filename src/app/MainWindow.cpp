@@ -83,7 +83,7 @@ MainWindow::MainWindow(Player& player, Preferences& preferences, Notifications& 
     updateTimer_.setInterval(1000);
     connect(&updateTimer_, &QTimer::timeout, panel_, &TrackPanel::refreshTime);
     // Queued: the file manager waits for the drop to end, and opening a folder reads the disk.
-    connect(model_, &PlaylistModel::pathsDropped, this, &MainWindow::openDropped, Qt::QueuedConnection);
+    connect(model_, &PlaylistModel::pathsDropped, this, &MainWindow::openUserPaths, Qt::QueuedConnection);
     connect(emptyView_, &EmptyPlaylistView::openRequested, this, [this] { notifications_.post(&Notifications::openFiles); });
     connect(table_, &PlaylistView::playRequested, this, [this](const PlaylistItemRef& item) { player_.playItem(item, true); });
     connect(table_, &PlaylistView::removeRequested, this,
@@ -167,14 +167,14 @@ void MainWindow::connectNotifications() {
     connect(&notifications_, &Notifications::selectCurrent, this, [this] { table_->selectItem(player_.current()); });
     connect(&notifications_, &Notifications::copySelection, this, &MainWindow::copySelection);
     connect(&notifications_, &Notifications::openFiles, this, [this] {
-        FileDialogs::chooseFilesAndFolders(this, [this](const QStringList& paths) { openDropped(paths); });
+        FileDialogs::chooseFilesAndFolders(this, [this](const QStringList& paths) { openUserPaths(paths); });
     });
     connect(&notifications_, &Notifications::exportPlaylist, this, [this] { exportTracks(false); });
     connect(&notifications_, &Notifications::exportSelection, this, [this] { exportTracks(true); });
     connect(&notifications_, &Notifications::labelsChanged, panel_, &TrackPanel::refreshLabels);
 }
 
-void MainWindow::openDropped(const QStringList& paths) {
+void MainWindow::openUserPaths(const QStringList& paths) {
     if (paths.isEmpty()) return;
     if (openPaths(player_, paths, preferences_.alwaysEnqueue) == 0) {
         statusBar()->showMessage(tr("Nothing playable in %1").arg(paths.size() == 1 ? paths.front() : tr("the dropped items")));
@@ -262,7 +262,7 @@ void MainWindow::dropEvent(QDropEvent* event) {
     const QStringList paths = localPaths(event->mimeData());
     if (paths.isEmpty()) return;
     event->acceptProposedAction();
-    openDropped(paths);
+    openUserPaths(paths);
 }
 
 }  // namespace sonvale

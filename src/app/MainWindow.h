@@ -39,7 +39,7 @@ public:
     void restoreLayout();
 
     // Opens or enqueues `paths` ("alwaysEnqueue" decides) as a drop or a file dialog does.
-    void openDropped(const QStringList& paths);
+    void openUserPaths(const QStringList& paths);
 
     TrackPanel* panel() const { return panel_; }
     PlaylistModel* model() const { return model_; }
