@@ -6,6 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 out=$(realpath -m "${1:-docs/main-window.png}")
+mkdir -p "$(dirname "$out")"
 bash scripts/install-deps.sh
 cmake --preset release >/dev/null
 cmake --build --preset release --target sonvale >/dev/null

@@ -229,13 +229,13 @@ void MainWindow::setAlwaysOnTop(bool onTop) {
 }
 
 void MainWindow::saveLayout() const {
-    QSettings settings;
+    QSettings settings(QStringLiteral("Sonvale"), QStringLiteral("Sonvale"));
     settings.setValue(kGeometryKey, saveGeometry());
     settings.setValue(kColumnsKey, table_->columnState());
 }
 
 void MainWindow::restoreLayout() {
-    const QSettings settings;
+    const QSettings settings(QStringLiteral("Sonvale"), QStringLiteral("Sonvale"));
     restoreGeometry(settings.value(kGeometryKey).toByteArray());
     table_->restoreColumnState(settings.value(kColumnsKey).toByteArray());
 }
