@@ -11,6 +11,8 @@ packages=(
   libsqlite3-dev libpulse-dev
   # tests: the framework and the tools that make real media files
   libgtest-dev ffmpeg flac pulseaudio pulseaudio-utils
+  # the MPRIS tests: a private session bus and an MPRIS client
+  dbus playerctl
   # benchmarks only
   libtag1-dev mpd
 )
