@@ -316,6 +316,7 @@ TEST_F(MprisServiceTest, VolumeIsClampedAndFollowsTheWindow) {
     EXPECT_FLOAT_EQ(player_->volume(), 0.0f);
     EXPECT_EQ(playerctl({"volume", "0.5"}), "");
     EXPECT_FLOAT_EQ(player_->volume(), 0.5f);
+    ASSERT_TRUE(spinUntil([this] { return !changes_.isEmpty() && changes_.last().value("Volume") == 0.5; }, 10));
     changes_.clear();
     player_->setVolume(0.75f);
     ASSERT_TRUE(spinUntil([this] { return !changes_.isEmpty(); }, 10));
