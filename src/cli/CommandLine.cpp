@@ -56,7 +56,8 @@ constexpr std::array kCommands = {
             "      mode (normal when none is given; the saved mode stays), printing position, path and\n"
             "      seconds, tab-separated, whenever a track starts. On a terminal: space pauses or\n"
             "      resumes, n and p go to the next and previous track, the left and right arrows seek\n"
-            "      15 seconds, q quits. Exits when playback stops; with 1 when nothing could be played.",
+            "      15 seconds, q quits. Media keys and MPRIS clients (playerctl) control it too. Exits\n"
+            "      when playback stops; with 1 when nothing could be played.",
             &PlayCommand::run},
 };
 

@@ -1,6 +1,7 @@
 #include "PlayCommand.h"
 
 #include "DB.h"
+#include "MprisService.h"
 #include "Player.h"
 #include "Preferences.h"
 #include "Queues.h"
@@ -139,6 +140,9 @@ int PlayCommand::run(const CommandContext& context) {
         print();
         loop.quit();
     });
+
+    // Media keys and playerctl drive this run too; Quit ends it as q does, Raise has no window.
+    MprisService mpris(player, {.quit = [&player] { player.stop(); }}, MprisService::availableBusName());
 
     RawTerminal terminal;
     QByteArray keys;

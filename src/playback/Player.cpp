@@ -35,8 +35,10 @@ void Player::setPlaybackMode(PlaybackMode mode) {
 }
 
 void Player::setVolume(float volume) {
+    const float former = engine_.volume();
     engine_.setVolume(volume);
     preferences_.volume = engine_.volume();
+    if (engine_.volume() != former) post([this] { emit volumeChanged(); });
 }
 
 bool Player::makeCurrent(const PlaylistItemRef& item) {

@@ -56,7 +56,8 @@ public:
     // Keeps the mode in the preferences (saved) and emits playbackModeChanged.
     void setPlaybackMode(PlaybackMode mode);
     float volume() const { return engine_.volume(); }
-    // Applies the volume and keeps it in the preferences (not saved).
+    // Applies the volume and keeps it in the preferences (not saved); emits volumeChanged when
+    // the applied value differs.
     void setVolume(float volume);
 
     // Expands `paths` (files, folders, M3U playlists), finds or stores a record for every file
@@ -130,6 +131,7 @@ signals:
     // The file of an item could not be opened when it was to become current; `reason` is the
     // decoder's message.
     void cannotPlay(QString path, QString reason);
+    void volumeChanged();
 
 private:
     // The set-current step: opens the item's file and makes it current, or logs and leaves no

@@ -151,4 +151,13 @@ std::optional<QByteArray> loadArtworkData(const QString& path) {
     return folderArtwork(path);
 }
 
+std::optional<QString> folderArtworkPath(const QString& path) {
+    const QString dir = QFileInfo(path).path();
+    for (const QString& name : folderArtworkNames()) {
+        const QFileInfo image(dir + QLatin1Char('/') + name);
+        if (image.isFile() && image.isReadable() && image.size() <= kMaxFolderImage) return image.filePath();
+    }
+    return std::nullopt;
+}
+
 }  // namespace sonvale

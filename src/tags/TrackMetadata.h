@@ -46,4 +46,9 @@ const QStringList& folderArtworkNames();
 // The embedded picture, else the first readable folder image; nothing when neither exists.
 std::optional<QByteArray> loadArtworkData(const QString& path);
 
+// The path of the folder image loadArtworkData falls back on for the file at `path` (the first
+// of folderArtworkNames that is a readable file of acceptable size), whether or not the file
+// has a picture of its own; nothing when the folder has none.
+std::optional<QString> folderArtworkPath(const QString& path);
+
 }  // namespace sonvale

@@ -1,9 +1,11 @@
 #include "CliProcess.h"
 #include "MediaFactory.h"
+#include "SessionBus.h"
 #include "SoundServer.h"
 
 #include <QElapsedTimer>
 #include <QTemporaryDir>
+#include <QUrl>
 
 #include <gtest/gtest.h>
 
@@ -110,6 +112,71 @@ TEST(PlayCommand, KeysOnATerminalSkipPauseAndQuit) {
     ASSERT_TRUE(run.waitFor("2\t" + b.toUtf8(), 5, 2)) << run.output.constData();
     run.type("q");
     EXPECT_EQ(run.exitCode(5), 0) << run.output.constData();
+}
+
+// What a short-lived client prints, trimmed.
+QString clientOutput(const QString& program, const QStringList& args) {
+    QProcess process;
+    process.start(program, args);
+    process.waitForFinished(30000);
+    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+}
+
+// Reads the process's output into `seen` until it holds `text`, for `seconds` at most.
+bool waitForOutput(QProcess& process, QByteArray& seen, const QString& text, double seconds) {
+    QElapsedTimer timer;
+    timer.start();
+    while (!seen.contains(text.toUtf8()) && timer.elapsed() < seconds * 1000) {
+        if (process.waitForReadyRead(100)) seen += process.readAllStandardOutput();
+    }
+    return seen.contains(text.toUtf8());
+}
+
+TEST(PlayCommand, PublishesAnMprisPlayerThatOpensFilesAndQuits) {
+    if (!soundServerRuns()) GTEST_SKIP() << "no sound server (run through scripts/with-pulseaudio.sh)";
+    if (!privateSessionBusRuns()) GTEST_SKIP() << "no private session bus (run through scripts/with-dbus.sh)";
+    MediaFactory media;
+    const QString a = tone(media, QStringLiteral("a.flac"), 20);
+    const QString b = tone(media, QStringLiteral("b.flac"), 20);
+    QTemporaryDir data;
+    QProcess cli;
+    cli.start(QStringLiteral(SONVALE_CLI), {QStringLiteral("--data-dir"), data.path(), QStringLiteral("play"), a});
+    QByteArray out;
+    // The service is up before the first track starts.
+    ASSERT_TRUE(waitForOutput(cli, out, "1\t" + a, 10)) << out.constData();
+    const QStringList players = clientOutput(QStringLiteral("playerctl"), {QStringLiteral("--list-all")}).split(u'\n');
+    const QString instance = QStringLiteral("sonvale.instance%1").arg(cli.processId());
+    const QString name = players.contains(instance) ? instance : QStringLiteral("sonvale");
+    ASSERT_TRUE(players.contains(name)) << qPrintable(players.join(' '));
+    const QString player = "--player=" + name;
+    EXPECT_EQ(clientOutput(QStringLiteral("playerctl"), {player, QStringLiteral("status")}), QStringLiteral("Playing"));
+    clientOutput(QStringLiteral("playerctl"), {player, QStringLiteral("open"), QUrl::fromLocalFile(b).toString()});
+    ASSERT_TRUE(waitForOutput(cli, out, "1\t" + b, 10)) << out.constData();
+    const QString reply = clientOutput(QStringLiteral("dbus-send"),
+                                       {QStringLiteral("--session"), QStringLiteral("--print-reply"),
+                                        "--dest=org.mpris.MediaPlayer2." + name,
+                                        QStringLiteral("/org/mpris/MediaPlayer2"),
+                                        QStringLiteral("org.mpris.MediaPlayer2.Quit")});
+    EXPECT_TRUE(reply.startsWith(QStringLiteral("method return"))) << qPrintable(reply);
+    ASSERT_TRUE(cli.waitForFinished(10000));
+    EXPECT_EQ(cli.exitCode(), 0) << cli.readAllStandardError().constData();
+}
+
+TEST(PlayCommand, PlaysWithoutASessionBusAndSaysSoOnce) {
+    if (!soundServerRuns()) GTEST_SKIP() << "no sound server (run through scripts/with-pulseaudio.sh)";
+    MediaFactory media;
+    const QString a = tone(media, QStringLiteral("a.flac"), 0.4);
+    QTemporaryDir data;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), "unix:path=" + data.filePath("none"));
+    QProcess cli;
+    cli.setProcessEnvironment(environment);
+    cli.start(QStringLiteral(SONVALE_CLI), {QStringLiteral("--data-dir"), data.path(), QStringLiteral("play"), a});
+    ASSERT_TRUE(cli.waitForFinished(60000));
+    const QString err = QString::fromUtf8(cli.readAllStandardError());
+    EXPECT_EQ(cli.exitCode(), 0) << qPrintable(err);
+    EXPECT_EQ(QString::fromUtf8(cli.readAllStandardOutput()), QStringLiteral("1\t%1\t0.4\n").arg(a));
+    EXPECT_EQ(err.count(QStringLiteral("MPRIS is off: no session bus")), 1) << qPrintable(err);
 }
 
 TEST(PlayCommand, RefusesAnUnknownModeAndReportsNothingPlayable) {

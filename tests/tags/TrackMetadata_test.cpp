@@ -94,12 +94,16 @@ TEST(TrackMetadata, ArtworkComesFromTheFileBeforeTheFolder) {
     media.write("cover.png", "png");
     media.write("COVER.JPG", "upper");
     EXPECT_FALSE(loadArtworkData(plain));
+    EXPECT_FALSE(folderArtworkPath(plain));
     media.write("Cover.jpeg", "jpeg");
     EXPECT_EQ(loadArtworkData(embedded), MediaFactory::readAll(jpeg));
     EXPECT_EQ(loadArtworkData(plain), QByteArray("jpeg"));
     EXPECT_EQ(loadArtworkData(media.path("missing.flac")), QByteArray("jpeg"));
     media.write("Front.jpg", "front image");
     EXPECT_EQ(loadArtworkData(plain), QByteArray("front image"));
+    // The folder's image is named whether or not the file has its own.
+    EXPECT_EQ(folderArtworkPath(plain), media.path("Front.jpg"));
+    EXPECT_EQ(folderArtworkPath(embedded), media.path("Front.jpg"));
 
     Track track(plain);
     EXPECT_EQ(track.artwork(), QByteArray("front image"));

@@ -1,0 +1,7 @@
+#include "MprisLog.h"
+
+namespace sonvale {
+
+Q_LOGGING_CATEGORY(lcMpris, "sonvale.mpris")
+
+}  // namespace sonvale
