@@ -5,6 +5,7 @@
 #include "DB.h"
 #include "Library.h"
 #include "MainWindow.h"
+#include "MprisService.h"
 #include "OpenBatch.h"
 #include "OpenPaths.h"
 #include "PlaylistSaver.h"
@@ -93,6 +94,15 @@ void AppDelegate::connectCommands() {
         }
     });
     connect(batch_, &OpenBatch::ready, window_.get(), &MainWindow::openUserPaths);
+}
+
+void AppDelegate::publishMediaControls(bool secondCopy) {
+    MprisHooks hooks{
+        .raise = [this] { activateWindow(); },
+        .quit = [] { QApplication::quit(); },
+    };
+    mpris_ = std::make_unique<MprisService>(*player_, std::move(hooks),
+                                            secondCopy ? MprisService::instanceBusName() : MprisService::defaultBusName());
 }
 
 void AppDelegate::activateWindow() {

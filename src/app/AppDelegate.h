@@ -13,6 +13,7 @@ class AppActions;
 class DB;
 class Library;
 class MainWindow;
+class MprisService;
 class OpenBatch;
 class Player;
 class Preferences;
@@ -30,6 +31,8 @@ class AppDelegate : public QObject {
     Q_OBJECT
 public:
     AppDelegate();
+    AppDelegate(const AppDelegate&) = delete;
+    AppDelegate& operator=(const AppDelegate&) = delete;
     ~AppDelegate() override;
 
     // False when the database cannot be opened; nothing else can work then.
@@ -42,6 +45,9 @@ public:
     void openFiles(const QStringList& paths);
     // One path opened in place of the playlist; false when nothing of it could be added.
     bool openFile(const QString& path);
+    // Publishes the player's media controls (MPRIS): under the program's own name, or under a
+    // name of this process's own when another copy of the program runs.
+    void publishMediaControls(bool secondCopy);
     // Shows the main window above the others.
     void activateWindow();
     // The termination sequence; runs once, whatever asked for it first.
@@ -53,6 +59,8 @@ public:
     Queues& queues() { return *queues_; }
     Notifications& notifications() { return notifications_; }
     MainWindow& window() { return *window_; }
+    // Null until publishMediaControls().
+    MprisService* mediaControls() { return mpris_.get(); }
     AppActions& actions() { return *actions_; }
     TrayIcon& tray() { return *tray_; }
     OpenBatch& batch() { return *batch_; }
@@ -68,6 +76,7 @@ private:
     std::unique_ptr<Player> player_;
     Notifications notifications_;
     std::unique_ptr<MainWindow> window_;
+    std::unique_ptr<MprisService> mpris_;
     AppActions* actions_ = nullptr;
     TrayIcon* tray_ = nullptr;
     OpenBatch* batch_ = nullptr;

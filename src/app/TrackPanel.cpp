@@ -148,6 +148,12 @@ void TrackPanel::connectControls() {
         player_.setVolume(float(value) / 100.0f);
         volumeSlider_->setToolTip(tr("Volume: %1%").arg(value));
     });
+    // The volume may also change from outside (the media controls).
+    connect(&player_, &Player::volumeChanged, this, [this] {
+        const QSignalBlocker block(volumeSlider_);
+        volumeSlider_->setValue(int(std::lround(player_.volume() * 100)));
+        volumeSlider_->setToolTip(tr("Volume: %1%").arg(volumeSlider_->value()));
+    });
     seekSlider_->onDragEnded = [this](double seconds) {
         player_.seek(false, seconds);
         refreshTime();

@@ -121,8 +121,8 @@ int main(int argc, char* argv[]) {
         return 1;
     }
     delegate.launch();
+    if (copy.busAvailable()) delegate.publishMediaControls(secondCopy);
     if (copy.claimed()) serve(copy, delegate);
-    Q_UNUSED(secondCopy);
     if (!paths.isEmpty()) delegate.openFiles(paths);
     return QApplication::exec();
 }
