@@ -44,7 +44,7 @@ void EmptyPlaylistView::paintEvent(QPaintEvent*) {
     const QColor color = palette().color(dragActive_ ? QPalette::Highlight : QPalette::Mid);
     QPen pen(color, dragActive_ ? 3 : 2, Qt::DashLine);
     painter.setPen(pen);
-    painter.setBrush(dragActive_ ? QColor(color.red(), color.green(), color.blue(), 28) : Qt::NoBrush);
+    painter.setBrush(dragActive_ ? QBrush(QColor(color.red(), color.green(), color.blue(), 28)) : QBrush(Qt::NoBrush));
     painter.drawRoundedRect(QRectF(rect()).adjusted(16, 16, -16, -16), 14, 14);
 }
 
