@@ -6,11 +6,13 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDesktopServices>
+#include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QFileSystemModel>
 #include <QGridLayout>
 #include <QSortFilterProxyModel>
+#include <QStandardPaths>
 #include <QUrl>
 
 namespace sonvale::FileDialogs {
@@ -59,15 +61,30 @@ private:
     }
 };
 
+// Where a dialog starts: where the last one ended in this run, else the user's music folder,
+// else the home folder (never the folder the program happened to be started in).
+QString& lastDirectory() {
+    static QString directory;
+    return directory;
+}
+
+QString startDirectory() {
+    if (!lastDirectory().isEmpty() && QFileInfo(lastDirectory()).isDir()) return lastDirectory();
+    const QString music = QStandardPaths::writableLocation(QStandardPaths::MusicLocation);
+    return QFileInfo(music).isDir() ? music : QDir::homePath();
+}
+
 }  // namespace
 
 void chooseFilesAndFolders(QWidget* parent, std::function<void(QStringList)> done) {
     auto* dialog = new FilesAndFoldersDialog(parent);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setWindowTitle(QFileDialog::tr("Open one or more files or directories."));
+    dialog->setDirectory(startDirectory());
     dialog->setWindowModality(Qt::WindowModal);
     QObject::connect(dialog, &QDialog::accepted, dialog, [dialog, done = std::move(done)] {
         const QStringList paths = dialog->chosen.isEmpty() ? dialog->selectedFiles() : dialog->chosen;
+        lastDirectory() = dialog->directory().absolutePath();
         if (!paths.isEmpty()) done(paths);
     });
     dialog->open();
@@ -81,6 +98,7 @@ void chooseExportPath(QWidget* parent, bool absolutePaths, std::function<void(QS
     dialog->setFileMode(QFileDialog::AnyFile);
     dialog->setNameFilter(QFileDialog::tr("M3U playlist (*.m3u)"));
     dialog->setDefaultSuffix(QStringLiteral("m3u"));
+    dialog->setDirectory(startDirectory());
     dialog->selectFile(QStringLiteral("Playlist.m3u"));
     dialog->setWindowModality(Qt::WindowModal);
     auto* absolute = new QCheckBox(QFileDialog::tr("Use absolute paths"), dialog);
@@ -89,6 +107,7 @@ void chooseExportPath(QWidget* parent, bool absolutePaths, std::function<void(QS
     if (auto* grid = qobject_cast<QGridLayout*>(dialog->layout())) grid->addWidget(absolute, grid->rowCount(), 0, 1, -1);
     QObject::connect(dialog, &QDialog::accepted, dialog, [dialog, absolute, done = std::move(done)] {
         const QStringList files = dialog->selectedFiles();
+        lastDirectory() = dialog->directory().absolutePath();
         if (!files.isEmpty()) done(files.front(), absolute->isChecked());
     });
     dialog->open();
