@@ -38,7 +38,7 @@ AppDelegate::AppDelegate()
 
 AppDelegate::~AppDelegate() { terminate(); }
 
-bool AppDelegate::isUsable() const { return db_->queue() != nullptr; }
+bool AppDelegate::isUsable() const { return db_->isOpen(); }
 
 void AppDelegate::launch() {
     AppearanceStyle::apply(preferences_->appearance);

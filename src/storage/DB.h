@@ -47,6 +47,8 @@ public:
 
     const QString& dataDirectory() const { return dataDirectory_; }
     const QString& path() const { return path_; }
+    // False when the file could not be opened: every operation then does nothing.
+    bool isOpen() const { return queue_ != nullptr; }
     // nullptr when the file could not be opened.
     SQLiteQueue* queue() const { return queue_.get(); }
 
