@@ -27,6 +27,7 @@ std::optional<qint64> DB::tokenId(SQLiteDatabase& db, const QString& text) {
     if (!insert || insert->step() != SQLiteCode::done) return std::nullopt;
     const qint64 id = db.lastInsertRowId();
     tokenCache_.insert(text, id);
+    if (searchIndexLoaded_) searchIndex_.addToken(id, text.toStdString());
     return id;
 }
 
@@ -34,7 +35,7 @@ void DB::saveIndex(const Index& index) {
     if (!queue_) return;
     // Single failed rows are logged by the cursor and do not stop the write: the transaction
     // always commits.
-    queue_->inTransaction([&](SQLiteDatabase& db, bool&) {
+    const bool committed = queue_->inTransaction([&](SQLiteDatabase& db, bool&) {
         QSet<qint64> written;
         for (auto entry = index.occurences.constBegin(); entry != index.occurences.constEnd(); ++entry) {
             const std::optional<qint64> token = tokenId(db, TrackRow::nfc(entry.key()));
@@ -45,19 +46,28 @@ void DB::saveIndex(const Index& index) {
                 written.insert(track->pk);
                 auto cursor = db.executeQuery(QStringLiteral("INSERT INTO occurences (token_id, track_id) VALUES(?, ?);"),
                                               {SQLValue::integer(*token), SQLValue::integer(track->pk)});
-                if (cursor) cursor->step();
+                if (cursor && cursor->step() == SQLiteCode::done && searchIndexLoaded_) {
+                    searchIndex_.addOccurrence(*token, track->pk);
+                }
             }
         }
     });
+    // What the copies took from the transaction is gone with it.
+    if (!committed) queue_->inDatabase([this](SQLiteDatabase&) { forgetCopies(); });
 }
 
 void DB::clearIndex(qint64 folderPk) {
     if (!queue_) return;
     queue_->inDatabase([&](SQLiteDatabase& db) {
+        const QList<qint64> cleared = searchIndexLoaded_ ? trackIdsOfFolder(db, folderPk) : QList<qint64>();
         auto cursor =
             db.executeQuery(QStringLiteral("DELETE FROM occurences WHERE track_id IN (SELECT id FROM tracks WHERE folder=?)"),
                             {SQLValue::integer(folderPk)});
-        if (cursor) cursor->step();
+        if (!cursor || cursor->step() != SQLiteCode::done) {
+            forgetCopies();
+            return;
+        }
+        for (const qint64 id : cleared) searchIndex_.clearOccurrences(id);
     });
 }
 

@@ -29,6 +29,8 @@ TrackRef DB::insertTrack(const QString& path) {
             if (!cursor || cursor->step() != SQLiteCode::done) {
                 qCCritical(lcDb, "Failed to insert track to DB: %s - %s", qUtf8Printable(path),
                            qUtf8Printable(db.lastErrorMessage()));
+            } else if (searchIndexLoaded_) {
+                searchIndex_.setTrack(db.lastInsertRowId(), TrackRow::nfc(path).toStdString(), false);
             }
             // Taken even after a failure: callers look the path up before inserting it.
             id = db.lastInsertRowId();
@@ -62,7 +64,9 @@ void DB::updateTrack(const Track& track) {
              SQLValue::integer(track.bitRate), SQLValue::integer(track.sampleRate), SQLValue::integer(track.channels),
              SQLValue::integer(track.metaVersion), SQLValue::integer(qint64(track.status)),
              SQLValue::integer(track.pk)});
-        if (cursor) cursor->step();
+        if (cursor && cursor->step() == SQLiteCode::done && searchIndexLoaded_) {
+            searchIndex_.setTrack(track.pk, TrackRow::nfc(track.path).toStdString(), track.folder != 0);
+        }
         rewriteLyrics(db, track);
         rewriteChapters(db, track);
     });
@@ -113,11 +117,15 @@ void DB::removeMissingTracks(qint64 folderPk, const QSet<QString>& found) {
         }
         // Children first: the foreign keys are enforced. The track's occurrences go by cascade.
         for (const qint64 id : missing) {
+            int code = SQLiteCode::misuse;
             for (const QString& sql : {QStringLiteral("DELETE FROM lyrics WHERE track_id=?"),
                                        QStringLiteral("DELETE FROM chapters WHERE track_id=?"),
                                        QStringLiteral("DELETE FROM tracks WHERE id=?")}) {
-                if (auto cursor = db.executeQuery(sql, {SQLValue::integer(id)})) cursor->step();
+                auto cursor = db.executeQuery(sql, {SQLValue::integer(id)});
+                code = cursor ? cursor->step() : SQLiteCode::misuse;
             }
+            // A track still in the saved playlist cannot be deleted, and keeps its tokens.
+            if (code == SQLiteCode::done && searchIndexLoaded_) searchIndex_.removeTrack(id);
         }
     });
 }
