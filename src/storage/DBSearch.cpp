@@ -89,7 +89,9 @@ void DB::loadSearchIndex(SQLiteDatabase& db) {
     const bool read =
         readAll(QStringLiteral("SELECT id, path, folder IS NOT NULL FROM tracks ORDER BY path"),
                 [this](SQLiteCursor& row) {
-                    searchIndex_.setTrack(row.int64ForIndex(0), row.utf8ForIndex(1), row.int64ForIndex(2) != 0);
+                    const std::string_view path = row.utf8ForIndex(1);
+                    searchIndex_.setTrack(row.int64ForIndex(0), QString::fromUtf8(path.data(), qsizetype(path.size())),
+                                          row.int64ForIndex(2) != 0);
                 }) &&
         readAll(QStringLiteral("SELECT id, token FROM tokens"),
                 [this](SQLiteCursor& row) { searchIndex_.addToken(row.int64ForIndex(0), row.utf8ForIndex(1)); }) &&

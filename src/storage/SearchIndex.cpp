@@ -11,19 +11,43 @@ std::size_t wordsFor(std::size_t bits) {
     return (bits + 63) / 64;
 }
 
+// UTF-16 code units moved so that they compare in code point order, which is the byte order
+// of UTF-8: the surrogates go above the rest of the basic plane.
+char32_t orderOf(char16_t unit) {
+    if (unit >= 0xE000) return unit - 0x800;
+    if (unit >= 0xD800) return unit + 0x2000;
+    return unit;
+}
+
+bool pathLess(const QString& a, const QString& b) {
+    const qsizetype common = std::min(a.size(), b.size());
+    for (qsizetype i = 0; i < common; ++i) {
+        const char16_t x = a[i].unicode();
+        const char16_t y = b[i].unicode();
+        if (x != y) return orderOf(x) < orderOf(y);
+    }
+    return a.size() < b.size();
+}
+
+// The length in bytes of the first UTF-8 character of `text`.
+std::size_t firstCharacterBytes(const std::string& text) {
+    const auto lead = static_cast<unsigned char>(text.front());
+    return lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+}
+
 }  // namespace
 
 void SearchIndex::clear() {
     *this = SearchIndex();
 }
 
-void SearchIndex::setTrack(qint64 id, std::string_view path, bool hasFolder) {
+void SearchIndex::setTrack(qint64 id, const QString& path, bool hasFolder) {
     ++changes_;
     const auto [entry, added] = slotOfTrack_.try_emplace(id, std::uint32_t(tracks_.size()));
     if (added) {
         // Appending keeps the slots in path order only when the new path sorts last.
-        if (!tracks_.empty() && std::string_view(tracks_.back().path) >= path) ordered_ = false;
-        tracks_.push_back(Track{id, std::string(path)});
+        if (!tracks_.empty() && !pathLess(tracks_.back().path, path)) ordered_ = false;
+        tracks_.push_back(Track{id, path});
         hasFolder_.resize(wordsFor(tracks_.size()));
     } else if (tracks_[entry->second].path != path) {
         tracks_[entry->second].path = path;
@@ -100,7 +124,9 @@ QStringList SearchIndex::search(const std::vector<std::string>& words, std::size
     const std::size_t tokenLimit = words.size() == 1 ? limit : std::size_t(-1);
     Bitmap found = hasFolder_;
     for (const std::string& word : words) {
-        const Bitmap matches = matching(word, tokenLimit);
+        const bool oneCharacter = firstCharacterBytes(word) >= word.size();
+        if (!oneCharacter) uncached_ = matching(word, tokenLimit);
+        const Bitmap& matches = oneCharacter ? matchingOneCharacter(word, tokenLimit) : uncached_;
         bool any = false;
         for (std::size_t i = 0; i < found.size(); ++i) {
             found[i] &= matches[i];
@@ -125,33 +151,46 @@ SearchIndex::Bitmap SearchIndex::matching(const std::string& word, std::size_t t
     return bits;
 }
 
+const SearchIndex::Bitmap& SearchIndex::matchingOneCharacter(const std::string& word, std::size_t tokenLimit) {
+    Prefix& prefix = oneCharacter_[word];
+    if (prefix.changes != changes_ || prefix.bits.empty()) {
+        prefix.bits = matching(word, std::size_t(-1));
+        prefix.tokens = 0;
+        for (auto token = tokenByText_.lower_bound(word); token != tokenByText_.end() && token->first.starts_with(word);
+             ++token) {
+            ++prefix.tokens;
+        }
+        prefix.changes = changes_;
+    }
+    // A lone word over the token limit takes only some of its tokens: not what is cached.
+    if (prefix.tokens <= tokenLimit) return prefix.bits;
+    uncached_ = matching(word, tokenLimit);
+    return uncached_;
+}
+
 QStringList SearchIndex::pathsInSlotOrder(const Bitmap& found, std::size_t limit) const {
     QStringList paths;
     for (std::size_t i = 0; i < found.size() && std::size_t(paths.size()) < limit; ++i) {
         for (std::uint64_t bits = found[i]; bits != 0 && std::size_t(paths.size()) < limit; bits &= bits - 1) {
-            const std::string& path = tracks_[i * 64 + std::size_t(std::countr_zero(bits))].path;
-            paths.append(QString::fromUtf8(path.data(), qsizetype(path.size())));
+            paths.append(tracks_[i * 64 + std::size_t(std::countr_zero(bits))].path);
         }
     }
     return paths;
 }
 
 QStringList SearchIndex::pathsSorted(const Bitmap& found, std::size_t limit) const {
-    std::vector<const std::string*> matches;
+    std::vector<const QString*> matches;
     for (std::size_t i = 0; i < found.size(); ++i) {
         for (std::uint64_t bits = found[i]; bits != 0; bits &= bits - 1) {
             matches.push_back(&tracks_[i * 64 + std::size_t(std::countr_zero(bits))].path);
         }
     }
-    // Bytewise, as SQLite's binary collation: char_traits<char> compares bytes unsigned.
     const auto shown = matches.begin() + std::ptrdiff_t(std::min(limit, matches.size()));
     std::partial_sort(matches.begin(), shown, matches.end(),
-                      [](const std::string* a, const std::string* b) { return *a < *b; });
+                      [](const QString* a, const QString* b) { return pathLess(*a, *b); });
     QStringList paths;
     paths.reserve(qsizetype(shown - matches.begin()));
-    for (auto match = matches.begin(); match != shown; ++match) {
-        paths.append(QString::fromUtf8((*match)->data(), qsizetype((*match)->size())));
-    }
+    for (auto match = matches.begin(); match != shown; ++match) paths.append(**match);
     return paths;
 }
 
@@ -162,7 +201,7 @@ void SearchIndex::reorganize() {
         if (tracks_[slot].alive) order.push_back(slot);
     }
     std::sort(order.begin(), order.end(),
-              [this](std::uint32_t a, std::uint32_t b) { return tracks_[a].path < tracks_[b].path; });
+              [this](std::uint32_t a, std::uint32_t b) { return pathLess(tracks_[a].path, tracks_[b].path); });
 
     constexpr std::uint32_t kGone = std::uint32_t(-1);
     std::vector<std::uint32_t> renumbered(tracks_.size(), kGone);
@@ -192,6 +231,8 @@ void SearchIndex::reorganize() {
     hasFolder_ = std::move(hasFolder);
     ordered_ = true;
     deadPostings_ = 0;
+    // The slots moved: what was cached by slot is stale.
+    ++changes_;
 }
 
 }  // namespace sonvale

@@ -18,7 +18,8 @@ namespace sonvale {
 // token beginning with it; bytewise by path; at most `limit`; a lone word taking at most
 // `limit` of its tokens), without going through SQLite.
 //
-// Texts are UTF-8 in normalization form C, as stored. The owner mirrors into it every change it
+// Texts are in normalization form C, as stored; tokens and words are compared as UTF-8 bytes and
+// paths ordered as SQLite orders their UTF-8 bytes. The owner mirrors into it every change it
 // commits to those tables, from the same lock that guards the tables, and calls nothing else
 // concurrently: the index has no lock of its own. A plain value otherwise.
 class SearchIndex {
@@ -28,7 +29,7 @@ public:
     std::size_t trackCount() const { return slotOfTrack_.size(); }
 
     // Adds track `id` or changes its path and folder flag; its occurrences stay.
-    void setTrack(qint64 id, std::string_view path, bool hasFolder);
+    void setTrack(qint64 id, const QString& path, bool hasFolder);
     void setHasFolder(qint64 id, bool hasFolder);
     // Removes track `id` with its occurrences.
     void removeTrack(qint64 id);
@@ -45,7 +46,8 @@ public:
 private:
     struct Track {
         qint64 id = 0;
-        std::string path;
+        // Kept as the QString handed out, so that a result shares it instead of converting it.
+        QString path;
         std::uint32_t generation = 0;
         // Occurrences added since the generation last moved on.
         std::uint32_t postings = 0;
@@ -58,6 +60,12 @@ private:
         std::uint32_t generation;
     };
     using Bitmap = std::vector<std::uint64_t>;
+    // What a word of one character matches, all its tokens taken, as of change `changes`.
+    struct Prefix {
+        Bitmap bits;
+        std::size_t tokens = 0;
+        std::uint64_t changes = 0;
+    };
 
     bool isLive(const Posting& posting) const { return tracks_[posting.slot].generation == posting.generation; }
     void setFolderBit(std::uint32_t slot, bool on);
@@ -65,6 +73,8 @@ private:
     // The slots of the tracks that have a token beginning with `word`, at most `tokenLimit`
     // tokens of it taken.
     Bitmap matching(const std::string& word, std::size_t tokenLimit) const;
+    // matching() for a word of one character, from the cache when it is current.
+    const Bitmap& matchingOneCharacter(const std::string& word, std::size_t tokenLimit);
     QStringList pathsInSlotOrder(const Bitmap& found, std::size_t limit) const;
     QStringList pathsSorted(const Bitmap& found, std::size_t limit) const;
     // Renumbers the live tracks in path order and drops the dead occurrences.
@@ -77,6 +87,10 @@ private:
     std::map<std::string, std::uint32_t, std::less<>> tokenByText_;
     std::unordered_map<qint64, std::uint32_t> tokenById_;
     std::vector<std::vector<Posting>> postings_;
+    // The words of one character are the most costly (they take the most tracks) and the
+    // fewest: each one's matches are kept until the next change.
+    std::unordered_map<std::string, Prefix> oneCharacter_;
+    Bitmap uncached_;
 
     // True while the slots are in path order, so the results need no sort.
     bool ordered_ = true;

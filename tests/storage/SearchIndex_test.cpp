@@ -17,7 +17,10 @@ class SearchIndexTest : public StorageTest {
 protected:
     QString word() {
         static const QStringList syllables = {u"la"_s, u"mor"_s, u"ka"_s, u"tri"_s, u"é"_s,  u"bo"_s,  u"sun"_s,
-                                              u"dé"_s, u"ñu"_s,  u"ri"_s, u"an"_s,  u"ö"_s,  u"zel"_s, u"q"_s};
+                                              u"dé"_s, u"ñu"_s,  u"ri"_s, u"an"_s,  u"ö"_s,  u"zel"_s, u"q"_s,
+                                              // Above the surrogates in UTF-16, below them in UTF-8:
+                                              // paths must sort by their bytes.
+                                              u"\uff5a"_s, u"\U0001D11E"_s};
         QString text;
         const int count = 1 + int(random() % 3);
         for (int i = 0; i < count; ++i) text += syllables[qsizetype(random() % std::uint64_t(syllables.size()))];
