@@ -1,7 +1,6 @@
 #include "Library.h"
 
 #include "AudioFiles.h"
-#include "Index.h"
 #include "TrackMetadata.h"
 
 #include <QCoreApplication>
@@ -16,7 +15,8 @@ namespace sonvale {
 
 namespace {
 
-// The index is written in batches, and the listeners hear of progress every so many files.
+// The pass writes in batches, one transaction each, and the listeners hear of progress every
+// so many files.
 constexpr qsizetype kFlushEvery = 1000;
 constexpr qsizetype kProgressEvery = 50;
 
@@ -81,26 +81,28 @@ void Library::collectAndClean(const FolderRef& folder, Folder stored, const QStr
         folder->state = Folder::State::indexing;
         folder->lastCompletedScan.reset();
     });
+    QHash<QString, TrackRef> known;
     if (stored.pk) {
         // Every token of the folder is written again by the pass, unchanged files included.
         db_->clearIndex(*stored.pk);
         db_->updateFolder(stored);
         // Compared in normalization form C on both sides: the names on disk may be decomposed.
-        db_->removeMissingTracks(*stored.pk, QSet<QString>(paths.cbegin(), paths.cend()));
+        known = db_->removeMissingTracks(*stored.pk, QSet<QString>(paths.cbegin(), paths.cend()));
     }
-    queues_.index.addOperation([this, paths, folder, stored, pending](const Operation&) {
-        indexFolderFiles(paths, folder, stored);
+    queues_.index.addOperation([this, paths, folder, stored, known, pending](const Operation&) {
+        indexFolderFiles(paths, folder, stored, known);
     });
 }
 
-void Library::indexFolderFiles(const QStringList& paths, const FolderRef& folder, Folder stored) {
-    Index collector;
+void Library::indexFolderFiles(const QStringList& paths, const FolderRef& folder, Folder stored,
+                               const QHash<QString, TrackRef>& known) {
+    ScanBatch batch;
     const qsizetype total = paths.size();
     for (qsizetype i = 0; i < total; ++i) {
-        if (!indexFile(paths[i], stored.pk.value_or(0), collector)) continue;
-        if (i % kFlushEvery == 0 && !collector.occurences.isEmpty()) {
-            db_->saveIndex(collector);
-            collector.occurences.clear();
+        if (!indexFile(paths[i], stored.pk.value_or(0), known, batch)) continue;
+        if (i % kFlushEvery == 0 && !batch.index.occurences.isEmpty()) {
+            db_->saveScanBatch(batch);
+            batch = ScanBatch();
         }
         if (i % kProgressEvery == 0) {
             const Folder::Progress progress{total, i};
@@ -110,7 +112,7 @@ void Library::indexFolderFiles(const QStringList& paths, const FolderRef& folder
             });
         }
     }
-    if (!collector.occurences.isEmpty()) db_->saveIndex(collector);
+    if (!batch.isEmpty()) db_->saveScanBatch(batch);
 
     const QDateTime finished = QDateTime::currentDateTimeUtc();
     stored.lastCompletedScan = finished;
@@ -123,10 +125,17 @@ void Library::indexFolderFiles(const QStringList& paths, const FolderRef& folder
     });
 }
 
-bool Library::indexFile(const QString& path, qint64 folderPk, Index& collector) {
-    TrackRef track = db_->track(path);
-    if (!track) track = db_->insertTrack(path);
-    if (!track) return false;
+bool Library::indexFile(const QString& path, qint64 folderPk, const QHash<QString, TrackRef>& known,
+                        ScanBatch& batch) {
+    // The folder's own records were read in one go; others (new files, records of another
+    // folder or of none) are looked up one by one, and new ones stored with the batch.
+    TrackRef track = known.value(path.normalized(QString::NormalizationForm_C));
+    if (!track) track = db_->track(path);
+    const bool isNew = !track;
+    if (isNew) {
+        track = std::make_shared<Track>(path);
+        batch.inserted.append(track);
+    }
     // The database keeps the composed spelling; the file is opened by the name found on disk.
     track->path = path;
 
@@ -138,11 +147,11 @@ bool Library::indexFile(const QString& path, qint64 folderPk, Index& collector) 
         track->folder = folderPk;
     }
     if (reassigned || result == RefreshResult::updated) {
-        db_->updateTrack(*track);
+        batch.updated.append(track);
     } else if (result == RefreshResult::unreadable) {
         return false;
     }
-    collector.add(track);
+    batch.index.add(track);
     return true;
 }
 

@@ -15,8 +15,6 @@
 
 namespace sonvale {
 
-class Index;
-
 // The user's library folders and their scans. A scan walks the folder on the `scan` queue,
 // removes the records of files that are gone, then brings every file's record up to date and
 // rebuilds the folder's search tokens on the `index` queue. Scans of several folders run one
@@ -59,10 +57,13 @@ private:
     // Scan queue: the walk and the removal of records whose files are gone.
     void collectAndClean(const FolderRef& folder, Folder stored, const QStringList& extensions,
                          const std::shared_ptr<void>& pending);
-    // Index queue: every file's record and tokens, then the folder's completion.
-    void indexFolderFiles(const QStringList& paths, const FolderRef& folder, Folder stored);
-    // One file of the pass; false when it gets no tokens and skips the flush and progress steps.
-    bool indexFile(const QString& path, qint64 folderPk, Index& collector);
+    // Index queue: every file's record and tokens, then the folder's completion. `known` holds
+    // the folder's records by composed path, read by the cleanup.
+    void indexFolderFiles(const QStringList& paths, const FolderRef& folder, Folder stored,
+                          const QHash<QString, TrackRef>& known);
+    // One file of the pass, its writes added to `batch`; false when it gets no tokens and skips
+    // the flush and progress steps.
+    bool indexFile(const QString& path, qint64 folderPk, const QHash<QString, TrackRef>& known, ScanBatch& batch);
 
     // Runs `call` on the main thread through its event loop, after everything posted before.
     void onMain(std::function<void()> call);

@@ -54,7 +54,7 @@ public:
     TrackRef track(const QString& path) override;
     TrackRef insertTrack(const QString& path) override;
     void updateTrack(const Track& track) override;
-    void removeMissingTracks(qint64 folderPk, const QSet<QString>& found) override;
+    QHash<QString, TrackRef> removeMissingTracks(qint64 folderPk, const QSet<QString>& found) override;
 
     QList<Folder> loadFolders() override;
     bool addFolder(Folder& folder) override;
@@ -67,6 +67,7 @@ public:
     std::optional<qint64> tokenId(const QString& text) override;
     void saveIndex(const Index& index) override;
     void clearIndex(qint64 folderPk) override;
+    bool saveScanBatch(ScanBatch& batch) override;
 
     // Answered from a copy of the index in memory, made on the first search (reading the
     // track, token and occurrence tables whole) and kept up to date by this object's writes;
@@ -85,6 +86,10 @@ private:
     void backUp();
 
     // Run inside a queue block.
+    // False, logged, when the row could not be inserted.
+    bool insertTrackRow(SQLiteDatabase& db, const QString& path);
+    void writeTrack(SQLiteDatabase& db, const Track& track);
+    void writeIndex(SQLiteDatabase& db, const Index& index);
     static void rewriteLyrics(SQLiteDatabase& db, const Track& track);
     static void rewriteChapters(SQLiteDatabase& db, const Track& track);
     std::optional<qint64> tokenId(SQLiteDatabase& db, const QString& text);
