@@ -70,7 +70,7 @@ int usageError(FILE* err, const QString& message) {
 
 std::shared_ptr<DB> CommandContext::openDatabase(const char* command) const {
     auto db = dataDir.isEmpty() ? std::make_shared<DB>() : std::make_shared<DB>(dataDir);
-    if (db->queue()) return db;
+    if (db->isOpen()) return db;
     print(err, QStringLiteral("sonvale-cli %1: cannot open the database %2\n").arg(QLatin1String(command), db->path()));
     return nullptr;
 }

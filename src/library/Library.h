@@ -1,6 +1,9 @@
 #pragma once
 
 #include "DB.h"
+#include "FolderStorage.h"
+#include "IndexStorage.h"
+#include "TrackStorage.h"
 #include "LibraryListener.h"
 #include "Queues.h"
 
@@ -28,7 +31,11 @@ namespace sonvale {
 // it queued.
 class Library {
 public:
-    Library(std::shared_ptr<DB> db, Queues& queues);
+    // The library reaches storage only through these three roles, which it shares.
+    Library(std::shared_ptr<FolderStorage> folders, std::shared_ptr<TrackStorage> tracks,
+            std::shared_ptr<IndexStorage> index, Queues& queues);
+    // The three roles of one database.
+    Library(const std::shared_ptr<DB>& db, Queues& queues);
     ~Library();
     Library(const Library&) = delete;
     Library& operator=(const Library&) = delete;
@@ -72,7 +79,9 @@ private:
     // Held by queued work; the destructor waits until none is left.
     std::shared_ptr<void> pendingWork();
 
-    const std::shared_ptr<DB> db_;
+    const std::shared_ptr<FolderStorage> folderStorage_;
+    const std::shared_ptr<TrackStorage> trackStorage_;
+    const std::shared_ptr<IndexStorage> indexStorage_;
     Queues& queues_;
     QList<FolderRef> folders_;
     QList<LibraryListener*> listeners_;

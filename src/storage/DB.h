@@ -48,6 +48,8 @@ public:
 
     const QString& dataDirectory() const { return dataDirectory_; }
     const QString& path() const { return path_; }
+    // False when the file could not be opened: every operation then does nothing.
+    bool isOpen() const { return queue_ != nullptr; }
     // nullptr when the file could not be opened.
     SQLiteQueue* queue() const { return queue_.get(); }
 
@@ -60,6 +62,7 @@ public:
     bool addFolder(Folder& folder) override;
     void updateFolder(const Folder& folder) override;
     void removeFolder(qint64 pk) override;
+    qint64 trackCount(qint64 pk) override;
 
     bool savePlaylist(const QList<TrackRef>& tracks) override;
     QList<TrackRef> loadPlaylist() override;

@@ -93,6 +93,16 @@ void DB::removeFolder(qint64 pk) {
     });
 }
 
+qint64 DB::trackCount(qint64 pk) {
+    qint64 count = 0;
+    if (!queue_) return count;
+    queue_->inDatabase([&](SQLiteDatabase& db) {
+        auto cursor = db.executeQuery(QStringLiteral("SELECT COUNT(*) FROM tracks WHERE folder=?"), {SQLValue::integer(pk)});
+        if (cursor && cursor->next()) count = cursor->int64ForIndex(0);
+    });
+    return count;
+}
+
 QList<qint64> DB::trackIdsOfFolder(SQLiteDatabase& db, qint64 folderPk) {
     QList<qint64> ids;
     auto cursor = db.executeQuery(QStringLiteral("SELECT id FROM tracks WHERE folder=?"), {SQLValue::integer(folderPk)});
