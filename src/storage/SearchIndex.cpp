@@ -137,18 +137,39 @@ QStringList SearchIndex::search(const std::vector<std::string>& words, std::size
     return ordered_ ? pathsInSlotOrder(found, limit) : pathsSorted(found, limit);
 }
 
-SearchIndex::Bitmap SearchIndex::matching(const std::string& word, std::size_t tokenLimit) const {
+SearchIndex::Bitmap SearchIndex::matching(const std::string& word, std::size_t tokenLimit) {
     Bitmap bits(wordsFor(tracks_.size()));
+    // Past this many tracks a token's bitmap is cheaper to OR in than its tracks to set.
+    const std::size_t denseFrom = std::max<std::size_t>(bits.size() * 2, 2);
     const bool checkGenerations = deadPostings_ > 0;
     std::size_t taken = 0;
     for (auto token = tokenByText_.lower_bound(word);
          token != tokenByText_.end() && token->first.starts_with(word) && taken < tokenLimit; ++token, ++taken) {
-        for (const Posting& posting : postings_[token->second]) {
+        const std::vector<Posting>& list = postings_[token->second];
+        if (list.size() >= denseFrom) {
+            const Bitmap& dense = denseBits(token->second);
+            for (std::size_t i = 0; i < bits.size(); ++i) bits[i] |= dense[i];
+            continue;
+        }
+        for (const Posting& posting : list) {
             if (checkGenerations && !isLive(posting)) continue;
             bits[posting.slot / 64] |= std::uint64_t(1) << (posting.slot % 64);
         }
     }
     return bits;
+}
+
+const SearchIndex::Bitmap& SearchIndex::denseBits(std::uint32_t slot) {
+    Dense& dense = dense_[slot];
+    if (dense.changes == changes_ && !dense.bits.empty()) return dense.bits;
+    dense.bits.assign(wordsFor(tracks_.size()), 0);
+    const bool checkGenerations = deadPostings_ > 0;
+    for (const Posting& posting : postings_[slot]) {
+        if (checkGenerations && !isLive(posting)) continue;
+        dense.bits[posting.slot / 64] |= std::uint64_t(1) << (posting.slot % 64);
+    }
+    dense.changes = changes_;
+    return dense.bits;
 }
 
 const SearchIndex::Bitmap& SearchIndex::matchingOneCharacter(const std::string& word, std::size_t tokenLimit) {

@@ -60,6 +60,11 @@ private:
         std::uint32_t generation;
     };
     using Bitmap = std::vector<std::uint64_t>;
+    // The tracks of one token as a bitmap, as of change `changes`.
+    struct Dense {
+        Bitmap bits;
+        std::uint64_t changes = 0;
+    };
     // What a word of one character matches, all its tokens taken, as of change `changes`.
     struct Prefix {
         Bitmap bits;
@@ -72,7 +77,9 @@ private:
     void retire(std::uint32_t slot);
     // The slots of the tracks that have a token beginning with `word`, at most `tokenLimit`
     // tokens of it taken.
-    Bitmap matching(const std::string& word, std::size_t tokenLimit) const;
+    Bitmap matching(const std::string& word, std::size_t tokenLimit);
+    // The bitmap of token `slot`, from the cache when it is current.
+    const Bitmap& denseBits(std::uint32_t slot);
     // matching() for a word of one character, from the cache when it is current.
     const Bitmap& matchingOneCharacter(const std::string& word, std::size_t tokenLimit);
     QStringList pathsInSlotOrder(const Bitmap& found, std::size_t limit) const;
@@ -90,6 +97,9 @@ private:
     // The words of one character are the most costly (they take the most tracks) and the
     // fewest: each one's matches are kept until the next change.
     std::unordered_map<std::string, Prefix> oneCharacter_;
+    // A token in a large share of the tracks ("music" of every path) costs a bit per track;
+    // its bitmap, kept until the next change, costs one OR per 64 tracks.
+    std::unordered_map<std::uint32_t, Dense> dense_;
     Bitmap uncached_;
 
     // True while the slots are in path order, so the results need no sort.
