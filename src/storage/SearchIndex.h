@@ -26,7 +26,6 @@ class SearchIndex {
 public:
     // Forgets everything; load again with the setters below.
     void clear();
-    std::size_t trackCount() const { return slotOfTrack_.size(); }
 
     // Adds track `id` or changes its path and folder flag; its occurrences stay.
     void setTrack(qint64 id, const QString& path, bool hasFolder);
