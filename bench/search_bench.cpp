@@ -1,9 +1,10 @@
-// Prefix-search latency over a synthetic library built through the real index writer, against
-// SQLite FTS5 prefix queries over the same token sets in the same run; and the index writer's
-// throughput. Prints markdown tables.
+// Prefix-search latency over a synthetic library built through the real index writer: Sonvale's
+// search (its index in memory), the SQL statement it is held to, and SQLite FTS5 prefix queries
+// over the same token sets, in the same run; the index's load time and memory; and the index
+// writer's throughput. Prints markdown tables.
 //
 //   search_bench [--sizes 10000,100000] [--queries 40] [--explain] [--breakdown]
-//   search_bench --sizes 100000 --profile "2 x 1"   (only that class, Sonvale's statement, for perf)
+//   search_bench --sizes 100000 --profile "2 x 1" [--statement]   (only that class, for perf)
 
 #include "DB.h"
 #include "Index.h"
@@ -12,12 +13,14 @@
 #include "Tokenizer.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QHashSeed>
 #include <QTemporaryDir>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <functional>
 
 using sonvale::DB;
@@ -197,8 +200,16 @@ QStringList makeQueries(const QList<TrackRef>& tracks, int words, int letters, i
     return queries;
 }
 
+// CPU time of the calling thread, so that a query's own cost can be told from the time the
+// shared machine kept it waiting.
+double threadCpuMs() {
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return double(now.tv_sec) * 1e3 + double(now.tv_nsec) / 1e6;
+}
+
 struct ClassResult {
-    QList<double> sonvale, plain, prefix;
+    QList<double> sonvale, sonvaleCpu, statement, plain, prefix;
     int mismatches = 0;
     QList<double> resultCounts;
 };
@@ -207,19 +218,34 @@ ClassResult runClass(DB& db, const QStringList& queries) {
     ClassResult result;
     db.search(queries.first());
     for (const QString& query : queries) {
+        const double cpuStart = threadCpuMs();
         auto start = Clock::now();
         const QStringList found = db.search(query);
         result.sonvale.append(msSince(start));
+        result.sonvaleCpu.append(threadCpuMs() - cpuStart);
         result.resultCounts.append(double(found.size()));
+        start = Clock::now();
+        const QStringList reference = db.searchByStatement(query);
+        result.statement.append(msSince(start));
         start = Clock::now();
         ftsRows(db, kFtsTables[0], query);
         result.plain.append(msSince(start));
         start = Clock::now();
         const QStringList fts = ftsRows(db, kFtsTables[1], query);
         result.prefix.append(msSince(start));
-        if (fts != found) ++result.mismatches;
+        if (fts != found || reference != found) ++result.mismatches;
     }
     return result;
+}
+
+// Resident memory of the process in KiB, from /proc.
+double residentKiB() {
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly)) return 0;
+    for (const QByteArray& line : status.readAll().split('\n')) {
+        if (line.startsWith("VmRSS:")) return line.mid(6).trimmed().split(' ').value(0).toDouble();
+    }
+    return 0;
 }
 
 // Where the time of one query goes: the tokens each word matches, the occurrence rows they
@@ -250,7 +276,7 @@ void breakdown(DB& db, const QString& label, const QStringList& queries) {
         interCount.append(rows(db, QStringLiteral("SELECT count(*) FROM (") + joined + QLatin1Char(')'), words).value(0).toDouble());
         interMs.append(msSince(start));
         start = Clock::now();
-        db.search(query);
+        db.searchByStatement(query);
         fullMs.append(msSince(start));
         tokenCount.append(tokens);
         occCount.append(occurrences);
@@ -286,14 +312,22 @@ int main(int argc, char* argv[]) {
         const auto library = build(size);
         DB& db = *library->db;
         const QString profiled = option(args, QStringLiteral("--profile"), QString());
+        // The first search loads the index into memory: its time, and what it adds to the
+        // process's resident memory.
+        const double residentBefore = residentKiB();
+        const auto loadStart = Clock::now();
+        db.search(QStringLiteral("a"));
+        const double loadMs = msSince(loadStart);
+        const double indexMiB = (residentKiB() - residentBefore) / 1024;
         if (!profiled.isEmpty()) {
             const QStringList parts = profiled.split(QStringLiteral(" x "));
             const QStringList queries =
                 makeQueries(library->tracks, parts.value(0).toInt(), parts.value(1).toInt(), perClass,
                             parts.value(0).toInt() * 10 + parts.value(1).toInt());
             const auto start = Clock::now();
+            const bool statement = args.contains(QStringLiteral("--statement"));
             for (int round = 0; round < 10; ++round) {
-                for (const QString& query : queries) db.search(query);
+                for (const QString& query : queries) statement ? db.searchByStatement(query) : db.search(query);
             }
             std::printf("%s: %.2f ms per query\n", qPrintable(profiled), msSince(start) / (10.0 * double(queries.size())));
             continue;
@@ -307,8 +341,10 @@ int main(int argc, char* argv[]) {
                     "indexes %.2f s\n\n",
                     size / library->tokenizeSeconds, size / library->saveSeconds, library->saveSeconds,
                     library->ftsSeconds.value(0), library->ftsSeconds.value(1));
-        std::printf("| words x letters | results p50 | Sonvale p50 ms | p95 ms | FTS5 p50 ms | p95 ms | FTS5 prefix-index "
-                    "p50 ms | p95 ms | results differ |\n|---|---|---|---|---|---|---|---|---|\n");
+        std::printf("Search index in memory: loaded in %.0f ms, %.1f MiB resident\n\n", loadMs, indexMiB);
+        std::printf("| words x letters | results p50 | Sonvale p50 ms | p95 ms | CPU p95 ms | statement p50 ms | p95 ms | FTS5 p50 ms | "
+                    "p95 ms | FTS5 prefix-index p50 ms | p95 ms | results differ |\n"
+                    "|---|---|---|---|---|---|---|---|---|---|---|---|\n");
         QList<QPair<QString, QStringList>> classes;
         for (int words = 1; words <= 3; ++words) {
             for (int letters = 1; letters <= 4; ++letters) {
@@ -316,8 +352,9 @@ int main(int argc, char* argv[]) {
                 const QStringList queries = makeQueries(library->tracks, words, letters, perClass, words * 10 + letters);
                 classes.append({label, queries});
                 const ClassResult r = runClass(db, queries);
-                std::printf("| %s | %.0f | %.2f | %.2f | %.2f | %.2f | %.2f | %.2f | %d/%d |\n", qPrintable(label),
-                            percentile(r.resultCounts, 0.5), percentile(r.sonvale, 0.5), percentile(r.sonvale, 0.95),
+                std::printf("| %s | %.0f | %.3f | %.3f | %.3f | %.2f | %.2f | %.2f | %.2f | %.2f | %.2f | %d/%d |\n",
+                            qPrintable(label), percentile(r.resultCounts, 0.5), percentile(r.sonvale, 0.5),
+                            percentile(r.sonvale, 0.95), percentile(r.sonvaleCpu, 0.95), percentile(r.statement, 0.5), percentile(r.statement, 0.95),
                             percentile(r.plain, 0.5), percentile(r.plain, 0.95), percentile(r.prefix, 0.5),
                             percentile(r.prefix, 0.95), r.mismatches, int(queries.size()));
                 std::fflush(stdout);

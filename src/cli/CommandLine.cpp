@@ -31,10 +31,11 @@ constexpr std::array kCommands = {
             "      sampleRate, channels, size, timestamp, metaVersion, lyrics, chapters, genre,\n"
             "      hasArtwork and artworkBytes. Exits with 1 when a FILE does not exist.",
             &TagsCommand::run},
-    Command{"search", "search WORDS...",
+    Command{"search", "search WORDS... | search -",
             "Prints the path of every library track whose tokens begin with each of the WORDS (joined\n"
-            "      by spaces into one query), one per line, sorted, at most 5000. Exits with 1 when the\n"
-            "      database cannot be opened.",
+            "      by spaces into one query), one per line, sorted, at most 5000. With -, reads one query\n"
+            "      per line from standard input and answers each with its paths and an empty line, at\n"
+            "      once, until the input ends. Exits with 1 when the database cannot be opened.",
             &SearchCommand::run},
     Command{"scan", "scan [--force] FOLDER...",
             "Adds each FOLDER to the library and scans it, or rescans it when it is a library folder\n"
@@ -70,7 +71,7 @@ int usageError(FILE* err, const QString& message) {
 
 std::shared_ptr<DB> CommandContext::openDatabase(const char* command) const {
     auto db = dataDir.isEmpty() ? std::make_shared<DB>() : std::make_shared<DB>(dataDir);
-    if (db->queue()) return db;
+    if (db->isOpen()) return db;
     print(err, QStringLiteral("sonvale-cli %1: cannot open the database %2\n").arg(QLatin1String(command), db->path()));
     return nullptr;
 }

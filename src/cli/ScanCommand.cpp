@@ -70,17 +70,6 @@ bool checkRoots(const CommandContext& context, const ScanRequest& request, const
     return ok;
 }
 
-qint64 trackCount(DB& db, const Folder& folder) {
-    qint64 count = 0;
-    if (!folder.pk) return count;
-    db.queue()->inDatabase([&](SQLiteDatabase& connection) {
-        auto cursor = connection.executeQuery(QStringLiteral("SELECT COUNT(*) FROM tracks WHERE folder=?"),
-                                              {SQLValue::integer(*folder.pk)});
-        if (cursor && cursor->next()) count = cursor->int64ForIndex(0);
-    });
-    return count;
-}
-
 // Queues a scan of every root (a new folder is added, which scans it) and runs the event loop
 // until all have finished. Scans run one after another, in the order given.
 void scanAll(const CommandContext& context, const ScanRequest& request, const std::shared_ptr<DB>& db,
@@ -88,7 +77,7 @@ void scanAll(const CommandContext& context, const ScanRequest& request, const st
     QEventLoop loop;
     ScanProgress progress(
         context.out, context.err, ::isatty(::fileno(context.err)) == 1,
-        [&](const Folder& folder) { return trackCount(*db, folder); }, [&] { loop.quit(); });
+        [&](const Folder& folder) { return folder.pk ? db->trackCount(*folder.pk) : 0; }, [&] { loop.quit(); });
     library.addListener(&progress);
     for (const QString& root : request.roots) {
         if (const FolderRef known = findFolder(library, root)) {

@@ -1,7 +1,6 @@
 #include "Library.h"
 
 #include "AudioFiles.h"
-#include "Index.h"
 #include "TrackMetadata.h"
 
 #include <QCoreApplication>
@@ -16,14 +15,22 @@ namespace sonvale {
 
 namespace {
 
-// The index is written in batches, and the listeners hear of progress every so many files.
+// The pass writes in batches, one transaction each, and the listeners hear of progress every
+// so many files.
 constexpr qsizetype kFlushEvery = 1000;
 constexpr qsizetype kProgressEvery = 50;
 
 }  // namespace
 
-Library::Library(std::shared_ptr<DB> db, Queues& queues)
-    : db_(std::move(db)), queues_(queues), mainContext_(std::make_unique<QObject>()) {
+Library::Library(const std::shared_ptr<DB>& db, Queues& queues) : Library(db, db, db, queues) {}
+
+Library::Library(std::shared_ptr<FolderStorage> folders, std::shared_ptr<TrackStorage> tracks,
+                 std::shared_ptr<IndexStorage> index, Queues& queues)
+    : folderStorage_(std::move(folders)),
+      trackStorage_(std::move(tracks)),
+      indexStorage_(std::move(index)),
+      queues_(queues),
+      mainContext_(std::make_unique<QObject>()) {
     if (QCoreApplication* app = QCoreApplication::instance()) mainContext_->moveToThread(app->thread());
 }
 
@@ -34,13 +41,13 @@ Library::~Library() {
 
 void Library::loadFolders() {
     folders_.clear();
-    for (Folder& folder : db_->loadFolders()) folders_.append(std::make_shared<Folder>(std::move(folder)));
+    for (Folder& folder : folderStorage_->loadFolders()) folders_.append(std::make_shared<Folder>(std::move(folder)));
 }
 
 void Library::addFolders(const QList<FolderRef>& folders, qsizetype index) {
     index = std::clamp<qsizetype>(index, 0, folders_.size());
     for (qsizetype i = 0; i < folders.size(); ++i) folders_.insert(index + i, folders[i]);
-    for (const FolderRef& folder : folders) db_->addFolder(*folder);
+    for (const FolderRef& folder : folders) folderStorage_->addFolder(*folder);
     for (const FolderRef& folder : folders) scanFolder(folder, supportedExtensions());
     notify([&](LibraryListener& listener) { listener.foldersAdded(folders, index); });
 }
@@ -51,7 +58,7 @@ void Library::removeFolder(const FolderRef& folder) {
     if (found == folders_.cend()) return;
     const qsizetype index = found - folders_.cbegin();
     folders_.removeAt(index);
-    if (folder->pk) db_->removeFolder(*folder->pk);
+    if (folder->pk) folderStorage_->removeFolder(*folder->pk);
     notify([&](LibraryListener& listener) { listener.folderRemoved(folder, index); });
 }
 
@@ -81,26 +88,28 @@ void Library::collectAndClean(const FolderRef& folder, Folder stored, const QStr
         folder->state = Folder::State::indexing;
         folder->lastCompletedScan.reset();
     });
+    QHash<QString, TrackRef> known;
     if (stored.pk) {
         // Every token of the folder is written again by the pass, unchanged files included.
-        db_->clearIndex(*stored.pk);
-        db_->updateFolder(stored);
+        indexStorage_->clearIndex(*stored.pk);
+        folderStorage_->updateFolder(stored);
         // Compared in normalization form C on both sides: the names on disk may be decomposed.
-        db_->removeMissingTracks(*stored.pk, QSet<QString>(paths.cbegin(), paths.cend()));
+        known = trackStorage_->removeMissingTracks(*stored.pk, QSet<QString>(paths.cbegin(), paths.cend()));
     }
-    queues_.index.addOperation([this, paths, folder, stored, pending](const Operation&) {
-        indexFolderFiles(paths, folder, stored);
+    queues_.index.addOperation([this, paths, folder, stored, known, pending](const Operation&) {
+        indexFolderFiles(paths, folder, stored, known);
     });
 }
 
-void Library::indexFolderFiles(const QStringList& paths, const FolderRef& folder, Folder stored) {
-    Index collector;
+void Library::indexFolderFiles(const QStringList& paths, const FolderRef& folder, Folder stored,
+                               const QHash<QString, TrackRef>& known) {
+    ScanBatch batch;
     const qsizetype total = paths.size();
     for (qsizetype i = 0; i < total; ++i) {
-        if (!indexFile(paths[i], stored.pk.value_or(0), collector)) continue;
-        if (i % kFlushEvery == 0 && !collector.occurences.isEmpty()) {
-            db_->saveIndex(collector);
-            collector.occurences.clear();
+        if (!indexFile(paths[i], stored.pk.value_or(0), known, batch)) continue;
+        if (i % kFlushEvery == 0 && !batch.index.occurences.isEmpty()) {
+            indexStorage_->saveScanBatch(batch);
+            batch = ScanBatch();
         }
         if (i % kProgressEvery == 0) {
             const Folder::Progress progress{total, i};
@@ -110,11 +119,11 @@ void Library::indexFolderFiles(const QStringList& paths, const FolderRef& folder
             });
         }
     }
-    if (!collector.occurences.isEmpty()) db_->saveIndex(collector);
+    if (!batch.isEmpty()) indexStorage_->saveScanBatch(batch);
 
     const QDateTime finished = QDateTime::currentDateTimeUtc();
     stored.lastCompletedScan = finished;
-    if (stored.pk) db_->updateFolder(stored);
+    if (stored.pk) folderStorage_->updateFolder(stored);
     onMain([this, folder, finished] {
         folder->lastCompletedScan = finished;
         folder->state = Folder::State::ready;
@@ -123,10 +132,17 @@ void Library::indexFolderFiles(const QStringList& paths, const FolderRef& folder
     });
 }
 
-bool Library::indexFile(const QString& path, qint64 folderPk, Index& collector) {
-    TrackRef track = db_->track(path);
-    if (!track) track = db_->insertTrack(path);
-    if (!track) return false;
+bool Library::indexFile(const QString& path, qint64 folderPk, const QHash<QString, TrackRef>& known,
+                        ScanBatch& batch) {
+    // The folder's own records were read in one go; others (new files, records of another
+    // folder or of none) are looked up one by one, and new ones stored with the batch.
+    TrackRef track = known.value(path.normalized(QString::NormalizationForm_C));
+    if (!track) track = trackStorage_->track(path);
+    const bool isNew = !track;
+    if (isNew) {
+        track = std::make_shared<Track>(path);
+        batch.inserted.append(track);
+    }
     // The database keeps the composed spelling; the file is opened by the name found on disk.
     track->path = path;
 
@@ -138,11 +154,11 @@ bool Library::indexFile(const QString& path, qint64 folderPk, Index& collector) 
         track->folder = folderPk;
     }
     if (reassigned || result == RefreshResult::updated) {
-        db_->updateTrack(*track);
+        batch.updated.append(track);
     } else if (result == RefreshResult::unreadable) {
         return false;
     }
-    collector.add(track);
+    batch.index.add(track);
     return true;
 }
 

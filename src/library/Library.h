@@ -1,6 +1,9 @@
 #pragma once
 
 #include "DB.h"
+#include "FolderStorage.h"
+#include "IndexStorage.h"
+#include "TrackStorage.h"
 #include "LibraryListener.h"
 #include "Queues.h"
 
@@ -15,8 +18,6 @@
 
 namespace sonvale {
 
-class Index;
-
 // The user's library folders and their scans. A scan walks the folder on the `scan` queue,
 // removes the records of files that are gone, then brings every file's record up to date and
 // rebuilds the folder's search tokens on the `index` queue. Scans of several folders run one
@@ -30,7 +31,11 @@ class Index;
 // it queued.
 class Library {
 public:
-    Library(std::shared_ptr<DB> db, Queues& queues);
+    // The library reaches storage only through these three roles, which it shares.
+    Library(std::shared_ptr<FolderStorage> folders, std::shared_ptr<TrackStorage> tracks,
+            std::shared_ptr<IndexStorage> index, Queues& queues);
+    // The three roles of one database.
+    Library(const std::shared_ptr<DB>& db, Queues& queues);
     ~Library();
     Library(const Library&) = delete;
     Library& operator=(const Library&) = delete;
@@ -59,10 +64,13 @@ private:
     // Scan queue: the walk and the removal of records whose files are gone.
     void collectAndClean(const FolderRef& folder, Folder stored, const QStringList& extensions,
                          const std::shared_ptr<void>& pending);
-    // Index queue: every file's record and tokens, then the folder's completion.
-    void indexFolderFiles(const QStringList& paths, const FolderRef& folder, Folder stored);
-    // One file of the pass; false when it gets no tokens and skips the flush and progress steps.
-    bool indexFile(const QString& path, qint64 folderPk, Index& collector);
+    // Index queue: every file's record and tokens, then the folder's completion. `known` holds
+    // the folder's records by composed path, read by the cleanup.
+    void indexFolderFiles(const QStringList& paths, const FolderRef& folder, Folder stored,
+                          const QHash<QString, TrackRef>& known);
+    // One file of the pass, its writes added to `batch`; false when it gets no tokens and skips
+    // the flush and progress steps.
+    bool indexFile(const QString& path, qint64 folderPk, const QHash<QString, TrackRef>& known, ScanBatch& batch);
 
     // Runs `call` on the main thread through its event loop, after everything posted before.
     void onMain(std::function<void()> call);
@@ -71,7 +79,9 @@ private:
     // Held by queued work; the destructor waits until none is left.
     std::shared_ptr<void> pendingWork();
 
-    const std::shared_ptr<DB> db_;
+    const std::shared_ptr<FolderStorage> folderStorage_;
+    const std::shared_ptr<TrackStorage> trackStorage_;
+    const std::shared_ptr<IndexStorage> indexStorage_;
     Queues& queues_;
     QList<FolderRef> folders_;
     QList<LibraryListener*> listeners_;

@@ -50,7 +50,10 @@ void DB::migrate(int targetVersion) {
     if (current >= quint32(targetVersion)) return;
     if (current != 0) backUp();
 
-    queue_->inTransaction([&](SQLiteDatabase& db, bool& rollback) {
+    bool began = false;
+    bool stepFailed = false;
+    const bool committed = queue_->inTransaction([&](SQLiteDatabase& db, bool& rollback) {
+        began = true;
         const auto execute = [&db](const QString& sql) {
             auto cursor = db.executeQuery(sql);
             return cursor && cursor->step() == SQLiteCode::done;
@@ -58,6 +61,7 @@ void DB::migrate(int targetVersion) {
         for (int version = int(current) + 1; version <= targetVersion; ++version) {
             if (!Migrations::runStep(version, execute, dataDirectory_)) {
                 rollback = true;
+                stepFailed = true;
                 qCCritical(lcDb, "DB error: %s", qUtf8Printable(db.lastErrorMessage()));
                 qCCritical(lcDb, "DB migration to %ld failed, rolling back", long(version));
                 return;
@@ -66,6 +70,9 @@ void DB::migrate(int targetVersion) {
             qCInfo(lcDb, "DB migrated to %ld", long(version));
         }
     });
+    // Nothing was changed: the file keeps its version and is used as it is.
+    if (!began) qCCritical(lcDb, "DB migration could not start a transaction");
+    else if (!committed && !stepFailed) qCCritical(lcDb, "DB migration was not committed");
 }
 
 void DB::backUp() {

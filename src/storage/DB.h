@@ -5,6 +5,7 @@
 #include "PlaylistStorage.h"
 #include "SQLiteQueue.h"
 #include "SearchEngine.h"
+#include "SearchIndex.h"
 #include "TrackStorage.h"
 
 #include <QHash>
@@ -56,12 +57,13 @@ public:
     TrackRef insertTrack(const QString& path) override;
     QList<TrackRef> findOrInsertTracks(const QStringList& paths) override;
     void updateTrack(const Track& track) override;
-    void removeMissingTracks(qint64 folderPk, const QSet<QString>& found) override;
+    QHash<QString, TrackRef> removeMissingTracks(qint64 folderPk, const QSet<QString>& found) override;
 
     QList<Folder> loadFolders() override;
     bool addFolder(Folder& folder) override;
     void updateFolder(const Folder& folder) override;
     void removeFolder(qint64 pk) override;
+    qint64 trackCount(qint64 pk) override;
 
     bool savePlaylist(const QList<TrackRef>& tracks) override;
     QList<TrackRef> loadPlaylist() override;
@@ -69,8 +71,16 @@ public:
     std::optional<qint64> tokenId(const QString& text) override;
     void saveIndex(const Index& index) override;
     void clearIndex(qint64 folderPk) override;
+    bool saveScanBatch(ScanBatch& batch) override;
 
+    // Answered from a copy of the index in memory, made on the first search (reading the
+    // track, token and occurrence tables whole) and kept up to date by this object's writes;
+    // it is made again when another connection changed the file. The results are those of
+    // searchByStatement.
     QStringList search(const QString& query) override;
+    // The same search through the SQL statement, without the copy in memory: for a process that
+    // searches once, and as the reference that search is held to.
+    QStringList searchByStatement(const QString& query);
     // The search statement for `wordCount` words, one `?` per word.
     static QString searchStatement(qsizetype wordCount);
 
@@ -80,15 +90,32 @@ private:
     void backUp();
 
     // Run inside a queue block.
+    // False, logged, when the row could not be inserted.
+    bool insertTrackRow(SQLiteDatabase& db, const QString& path);
+    void writeTrack(SQLiteDatabase& db, const Track& track);
+    void writeIndex(SQLiteDatabase& db, const Index& index);
     static void rewriteLyrics(SQLiteDatabase& db, const Track& track);
     static void rewriteChapters(SQLiteDatabase& db, const Track& track);
     std::optional<qint64> tokenId(SQLiteDatabase& db, const QString& text);
+    // Loads the search index when it is not loaded or another connection changed the file.
+    void syncSearchIndex(SQLiteDatabase& db);
+    void loadSearchIndex(SQLiteDatabase& db);
+    // Drops the search index and the token cache after a write that did not commit.
+    void forgetCopies();
+    static QList<qint64> trackIdsOfFolder(SQLiteDatabase& db, qint64 folderPk);
 
     const QString dataDirectory_;
     const QString path_;
     std::unique_ptr<SQLiteQueue> queue_;
     // Token text -> id; touched only inside queue blocks, which are its lock.
     QHash<QString, qint64> tokenCache_;
+    // The search's copy of the tables, loaded on the first search; while it is not loaded the
+    // writes leave it alone. Touched only inside queue blocks.
+    SearchIndex searchIndex_;
+    bool searchIndexLoaded_ = false;
+    // The connection's data_version when the copy was loaded: it moves when another
+    // connection commits.
+    qint64 dataVersion_ = 0;
 };
 
 }  // namespace sonvale

@@ -49,6 +49,11 @@ bool DB::addFolder(Folder& folder) {
         auto claim = db.executeQuery(QStringLiteral("UPDATE tracks SET folder=? WHERE path LIKE ? || '%'"),
                                      {SQLValue::integer(*folder.pk), SQLValue::text(root)});
         if (claim) claim->step();
+        // The claimed tracks are read back rather than matched again, so that the search's copy
+        // follows LIKE exactly.
+        if (searchIndexLoaded_) {
+            for (const qint64 id : trackIdsOfFolder(db, *folder.pk)) searchIndex_.setHasFolder(id, true);
+        }
     });
     return inserted;
 }
@@ -67,13 +72,42 @@ void DB::updateFolder(const Folder& folder) {
 void DB::removeFolder(qint64 pk) {
     if (!queue_) return;
     queue_->inDatabase([&](SQLiteDatabase& db) {
+        const QList<qint64> detached = searchIndexLoaded_ ? trackIdsOfFolder(db, pk) : QList<qint64>();
+        bool done = true;
         for (const QString& sql :
              {QStringLiteral("DELETE FROM occurences WHERE track_id IN (SELECT id FROM tracks WHERE folder=?)"),
               QStringLiteral("UPDATE tracks SET folder=NULL WHERE folder=?"),
               QStringLiteral("DELETE FROM folders WHERE id=?")}) {
-            if (auto cursor = db.executeQuery(sql, {SQLValue::integer(pk)})) cursor->step();
+            auto cursor = db.executeQuery(sql, {SQLValue::integer(pk)});
+            done = cursor && cursor->step() == SQLiteCode::done && done;
+        }
+        // After a partial failure the search's copy is made again from the tables.
+        if (!done) {
+            forgetCopies();
+            return;
+        }
+        for (const qint64 id : detached) {
+            searchIndex_.clearOccurrences(id);
+            searchIndex_.setHasFolder(id, false);
         }
     });
+}
+
+qint64 DB::trackCount(qint64 pk) {
+    qint64 count = 0;
+    if (!queue_) return count;
+    queue_->inDatabase([&](SQLiteDatabase& db) {
+        auto cursor = db.executeQuery(QStringLiteral("SELECT COUNT(*) FROM tracks WHERE folder=?"), {SQLValue::integer(pk)});
+        if (cursor && cursor->next()) count = cursor->int64ForIndex(0);
+    });
+    return count;
+}
+
+QList<qint64> DB::trackIdsOfFolder(SQLiteDatabase& db, qint64 folderPk) {
+    QList<qint64> ids;
+    auto cursor = db.executeQuery(QStringLiteral("SELECT id FROM tracks WHERE folder=?"), {SQLValue::integer(folderPk)});
+    while (cursor && cursor->next()) ids.append(cursor->int64ForIndex(0));
+    return ids;
 }
 
 }  // namespace sonvale

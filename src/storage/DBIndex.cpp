@@ -27,6 +27,7 @@ std::optional<qint64> DB::tokenId(SQLiteDatabase& db, const QString& text) {
     if (!insert || insert->step() != SQLiteCode::done) return std::nullopt;
     const qint64 id = db.lastInsertRowId();
     tokenCache_.insert(text, id);
+    if (searchIndexLoaded_) searchIndex_.addToken(id, text.toStdString());
     return id;
 }
 
@@ -34,30 +35,59 @@ void DB::saveIndex(const Index& index) {
     if (!queue_) return;
     // Single failed rows are logged by the cursor and do not stop the write: the transaction
     // always commits.
-    queue_->inTransaction([&](SQLiteDatabase& db, bool&) {
-        QSet<qint64> written;
-        for (auto entry = index.occurences.constBegin(); entry != index.occurences.constEnd(); ++entry) {
-            const std::optional<qint64> token = tokenId(db, TrackRow::nfc(entry.key()));
-            if (!token) continue;
-            written.clear();
-            for (const TrackRef& track : entry.value()) {
-                if (written.contains(track->pk)) continue;
-                written.insert(track->pk);
-                auto cursor = db.executeQuery(QStringLiteral("INSERT INTO occurences (token_id, track_id) VALUES(?, ?);"),
-                                              {SQLValue::integer(*token), SQLValue::integer(track->pk)});
-                if (cursor) cursor->step();
+    const bool committed = queue_->inTransaction([&](SQLiteDatabase& db, bool&) { writeIndex(db, index); });
+    // What the copies took from the transaction is gone with it.
+    if (!committed) queue_->inDatabase([this](SQLiteDatabase&) { forgetCopies(); });
+}
+
+void DB::writeIndex(SQLiteDatabase& db, const Index& index) {
+    QSet<qint64> written;
+    for (auto entry = index.occurences.constBegin(); entry != index.occurences.constEnd(); ++entry) {
+        const std::optional<qint64> token = tokenId(db, TrackRow::nfc(entry.key()));
+        if (!token) continue;
+        written.clear();
+        for (const TrackRef& track : entry.value()) {
+            // A track of a scan batch that could not be stored has no pk.
+            if (track->pk == 0 || written.contains(track->pk)) continue;
+            written.insert(track->pk);
+            auto cursor = db.executeQuery(QStringLiteral("INSERT INTO occurences (token_id, track_id) VALUES(?, ?);"),
+                                          {SQLValue::integer(*token), SQLValue::integer(track->pk)});
+            if (cursor && cursor->step() == SQLiteCode::done && searchIndexLoaded_) {
+                searchIndex_.addOccurrence(*token, track->pk);
             }
         }
+    }
+}
+
+bool DB::saveScanBatch(ScanBatch& batch) {
+    if (!queue_) return false;
+    const bool committed = queue_->inTransaction([&](SQLiteDatabase& db, bool&) {
+        for (const TrackRef& track : batch.inserted) track->pk = insertTrackRow(db, track->path) ? db.lastInsertRowId() : 0;
+        for (const TrackRef& track : batch.updated) {
+            if (track->pk != 0) writeTrack(db, *track);
+        }
+        for (const qint64 id : batch.cleared) {
+            auto cursor = db.executeQuery(QStringLiteral("DELETE FROM occurences WHERE track_id=?"), {SQLValue::integer(id)});
+            if (cursor && cursor->step() == SQLiteCode::done && searchIndexLoaded_) searchIndex_.clearOccurrences(id);
+        }
+        writeIndex(db, batch.index);
     });
+    if (!committed) queue_->inDatabase([this](SQLiteDatabase&) { forgetCopies(); });
+    return committed;
 }
 
 void DB::clearIndex(qint64 folderPk) {
     if (!queue_) return;
     queue_->inDatabase([&](SQLiteDatabase& db) {
+        const QList<qint64> cleared = searchIndexLoaded_ ? trackIdsOfFolder(db, folderPk) : QList<qint64>();
         auto cursor =
             db.executeQuery(QStringLiteral("DELETE FROM occurences WHERE track_id IN (SELECT id FROM tracks WHERE folder=?)"),
                             {SQLValue::integer(folderPk)});
-        if (cursor) cursor->step();
+        if (!cursor || cursor->step() != SQLiteCode::done) {
+            forgetCopies();
+            return;
+        }
+        for (const qint64 id : cleared) searchIndex_.clearOccurrences(id);
     });
 }
 

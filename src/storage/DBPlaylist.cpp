@@ -10,7 +10,8 @@ namespace sonvale {
 bool DB::savePlaylist(const QList<TrackRef>& tracks) {
     if (!queue_) return false;
     bool saved = false;
-    queue_->inTransaction([&](SQLiteDatabase& db, bool& rollback) {
+    // The old playlist stays when the transaction cannot begin or commit.
+    const bool committed = queue_->inTransaction([&](SQLiteDatabase& db, bool& rollback) {
         auto clear = db.executeQuery(QStringLiteral("DELETE FROM playlist"));
         if (!clear || clear->step() != SQLiteCode::done) {
             qCCritical(lcDb, "Failed to clear playlist before saving: %s", qUtf8Printable(db.lastErrorMessage()));
@@ -31,7 +32,7 @@ bool DB::savePlaylist(const QList<TrackRef>& tracks) {
         }
         saved = true;
     });
-    return saved;
+    return saved && committed;
 }
 
 QList<TrackRef> DB::loadPlaylist() {

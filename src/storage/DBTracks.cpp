@@ -15,20 +15,6 @@ TrackRef findTrack(SQLiteDatabase& db, const QString& path) {
     return cursor && cursor->next() ? TrackRow::fromRow(*cursor) : nullptr;
 }
 
-// The row id of a new record for `path`; the connection's last one even when the insert failed.
-qint64 insertRow(SQLiteDatabase& db, const QString& path) {
-    auto cursor = db.executeQuery(
-        QStringLiteral("INSERT INTO tracks (path, status, size, timestamp, track, duration, bitRate, "
-                       "sampleRate, channels) VALUES(?, ?, 0, 0, 0, 0, 0, 0, 0)"),
-        {SQLValue::text(TrackRow::nfc(path)), SQLValue::integer(0)});
-    if (!cursor || cursor->step() != SQLiteCode::done) {
-        qCCritical(lcDb, "Failed to insert track to DB: %s - %s", qUtf8Printable(path),
-                   qUtf8Printable(db.lastErrorMessage()));
-    }
-    // Taken even after a failure: callers look the path up before inserting it.
-    return db.lastInsertRowId();
-}
-
 TrackRef newTrack(const QString& path, std::optional<qint64> id) {
     if (!id) {
         qCCritical(lcDb, "Empty track ID after insert: %s", qUtf8Printable(path));
@@ -55,7 +41,13 @@ TrackRef DB::track(const QString& path) {
 
 TrackRef DB::insertTrack(const QString& path) {
     std::optional<qint64> id;
-    if (queue_) queue_->inDatabase([&](SQLiteDatabase& db) { id = insertRow(db, path); });
+    if (queue_) {
+        queue_->inDatabase([&](SQLiteDatabase& db) {
+            insertTrackRow(db, path);
+            // Taken even after a failure: callers look the path up before inserting it.
+            id = db.lastInsertRowId();
+        });
+    }
     return newTrack(path, id);
 }
 
@@ -66,30 +58,47 @@ QList<TrackRef> DB::findOrInsertTracks(const QStringList& paths) {
     queue_->inTransaction([&](SQLiteDatabase& db, bool&) {
         for (qsizetype i = 0; i < paths.size(); ++i) {
             tracks[i] = findTrack(db, paths[i]);
-            if (!tracks[i]) tracks[i] = newTrack(paths[i], insertRow(db, paths[i]));
+            if (tracks[i]) continue;
+            insertTrackRow(db, paths[i]);
+            tracks[i] = newTrack(paths[i], db.lastInsertRowId());
         }
     });
     return tracks;
 }
 
+bool DB::insertTrackRow(SQLiteDatabase& db, const QString& path) {
+    auto cursor = db.executeQuery(QStringLiteral("INSERT INTO tracks (path, status, size, timestamp, track, duration, "
+                                                 "bitRate, sampleRate, channels) VALUES(?, ?, 0, 0, 0, 0, 0, 0, 0)"),
+                                  {SQLValue::text(TrackRow::nfc(path)), SQLValue::integer(0)});
+    if (!cursor || cursor->step() != SQLiteCode::done) {
+        qCCritical(lcDb, "Failed to insert track to DB: %s - %s", qUtf8Printable(path),
+                   qUtf8Printable(db.lastErrorMessage()));
+        return false;
+    }
+    if (searchIndexLoaded_) searchIndex_.setTrack(db.lastInsertRowId(), TrackRow::nfc(path), false);
+    return true;
+}
+
 void DB::updateTrack(const Track& track) {
-    if (!queue_) return;
-    queue_->inDatabase([&](SQLiteDatabase& db) {
-        auto cursor = db.executeQuery(
-            QStringLiteral("UPDATE tracks SET path = ?, folder = ?, size = ?, timestamp = ?, track = ?, title = ?, "
-                           "artist = ?, album = ?, duration = ?, bitRate = ?, sampleRate = ?, channels = ?, "
-                           "metaVersion = ?, status = ? WHERE id = ?"),
-            {SQLValue::text(TrackRow::nfc(track.path)),
-             track.folder != 0 ? SQLValue::integer(track.folder) : SQLValue::null(), SQLValue::integer(track.size),
-             SQLValue::integer(track.timestamp), TrackRow::textOrNull(track.track), TrackRow::textOrNull(track.title),
-             TrackRow::textOrNull(track.artist), TrackRow::textOrNull(track.album), SQLValue::real(track.duration),
-             SQLValue::integer(track.bitRate), SQLValue::integer(track.sampleRate), SQLValue::integer(track.channels),
-             SQLValue::integer(track.metaVersion), SQLValue::integer(qint64(track.status)),
-             SQLValue::integer(track.pk)});
-        if (cursor) cursor->step();
-        rewriteLyrics(db, track);
-        rewriteChapters(db, track);
-    });
+    if (queue_) queue_->inDatabase([&](SQLiteDatabase& db) { writeTrack(db, track); });
+}
+
+void DB::writeTrack(SQLiteDatabase& db, const Track& track) {
+    auto cursor = db.executeQuery(
+        QStringLiteral("UPDATE tracks SET path = ?, folder = ?, size = ?, timestamp = ?, track = ?, title = ?, "
+                       "artist = ?, album = ?, duration = ?, bitRate = ?, sampleRate = ?, channels = ?, "
+                       "metaVersion = ?, status = ? WHERE id = ?"),
+        {SQLValue::text(TrackRow::nfc(track.path)), track.folder != 0 ? SQLValue::integer(track.folder) : SQLValue::null(),
+         SQLValue::integer(track.size), SQLValue::integer(track.timestamp), TrackRow::textOrNull(track.track),
+         TrackRow::textOrNull(track.title), TrackRow::textOrNull(track.artist), TrackRow::textOrNull(track.album),
+         SQLValue::real(track.duration), SQLValue::integer(track.bitRate), SQLValue::integer(track.sampleRate),
+         SQLValue::integer(track.channels), SQLValue::integer(track.metaVersion),
+         SQLValue::integer(qint64(track.status)), SQLValue::integer(track.pk)});
+    if (cursor && cursor->step() == SQLiteCode::done && searchIndexLoaded_) {
+        searchIndex_.setTrack(track.pk, TrackRow::nfc(track.path), track.folder != 0);
+    }
+    rewriteLyrics(db, track);
+    rewriteChapters(db, track);
 }
 
 void DB::rewriteLyrics(SQLiteDatabase& db, const Track& track) {
@@ -119,31 +128,50 @@ void DB::rewriteChapters(SQLiteDatabase& db, const Track& track) {
     }
 }
 
-void DB::removeMissingTracks(qint64 folderPk, const QSet<QString>& found) {
-    if (!queue_) return;
+QHash<QString, TrackRef> DB::removeMissingTracks(qint64 folderPk, const QSet<QString>& found) {
+    QHash<QString, TrackRef> staying;
+    if (!queue_) return staying;
     // The stored paths are composed; a walk may report them decomposed.
     QSet<QString> present;
     present.reserve(found.size());
     for (const QString& path : found) present.insert(TrackRow::nfc(path));
 
-    queue_->inDatabase([&](SQLiteDatabase& db) {
+    // One transaction: a search sees the folder before or after, and the deletes share one
+    // journal.
+    const bool committed = queue_->inTransaction([&](SQLiteDatabase& db, bool&) {
         // Collected first, so that no row is deleted under the running SELECT.
         QList<qint64> missing;
-        auto rows = db.executeQuery(QStringLiteral("SELECT id, path FROM tracks WHERE folder=?"),
-                                    {SQLValue::integer(folderPk)});
+        auto rows = db.executeQuery(
+            QStringLiteral("SELECT id, folder, path, size, timestamp, track, title, artist, album, duration, bitRate, "
+                           "sampleRate, channels, metaVersion, status FROM tracks WHERE folder=?"),
+            {SQLValue::integer(folderPk)});
         while (rows && rows->next()) {
             const std::optional<QString> path = rows->stringForColumn(QStringLiteral("path"));
-            if (path && !present.contains(*path)) missing.append(rows->int64ForColumn(QStringLiteral("id")));
+            if (!path) continue;
+            if (!present.contains(*path)) {
+                missing.append(rows->int64ForColumn(QStringLiteral("id")));
+            } else if (TrackRef track = TrackRow::fromRow(*rows)) {
+                staying.insert(*path, std::move(track));
+            }
         }
         // Children first: the foreign keys are enforced. The track's occurrences go by cascade.
         for (const qint64 id : missing) {
+            int code = SQLiteCode::misuse;
             for (const QString& sql : {QStringLiteral("DELETE FROM lyrics WHERE track_id=?"),
                                        QStringLiteral("DELETE FROM chapters WHERE track_id=?"),
                                        QStringLiteral("DELETE FROM tracks WHERE id=?")}) {
-                if (auto cursor = db.executeQuery(sql, {SQLValue::integer(id)})) cursor->step();
+                auto cursor = db.executeQuery(sql, {SQLValue::integer(id)});
+                code = cursor ? cursor->step() : SQLiteCode::misuse;
             }
+            // A track still in the saved playlist cannot be deleted, and keeps its tokens.
+            if (code == SQLiteCode::done && searchIndexLoaded_) searchIndex_.removeTrack(id);
         }
     });
+    if (!committed) {
+        queue_->inDatabase([this](SQLiteDatabase&) { forgetCopies(); });
+        staying.clear();
+    }
+    return staying;
 }
 
 }  // namespace sonvale

@@ -23,6 +23,8 @@ public:
     virtual void updateFolder(const Folder& folder) = 0;
     // Deletes folder `pk`. Its tracks stay, without a folder, and leave the search index.
     virtual void removeFolder(qint64 pk) = 0;
+    // How many track records folder `pk` holds; 0 when it cannot be read.
+    virtual qint64 trackCount(qint64 pk) = 0;
 };
 
 }  // namespace sonvale

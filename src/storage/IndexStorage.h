@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Index.h"
+#include "ScanBatch.h"
 
 #include <QString>
 
@@ -24,6 +25,10 @@ public:
     virtual void saveIndex(const Index& index) = 0;
     // Deletes the occurrences of the tracks of folder `folderPk`.
     virtual void clearIndex(qint64 folderPk) = 0;
+    // Writes `batch` in one transaction (see ScanBatch), filling in the pks of its new tracks.
+    // False, with nothing written, when the transaction could not begin or commit; single
+    // failed rows are logged and the rest is still written.
+    virtual bool saveScanBatch(ScanBatch& batch) = 0;
 };
 
 }  // namespace sonvale

@@ -126,6 +126,14 @@ qint64 SQLiteCursor::int64ForIndex(int index) const {
     return sqlite3_column_int64(liveHandle(), index);
 }
 
+std::string_view SQLiteCursor::utf8ForIndex(int index) const {
+    if (index < 0 || index >= columnCount()) return {};
+    // The text first, then its length: that order leaves the text's bytes where they are.
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(liveHandle(), index));
+    if (!text) return {};
+    return {text, std::size_t(sqlite3_column_bytes(liveHandle(), index))};
+}
+
 sqlite3_stmt* SQLiteCursor::liveHandle() const {
     return statement_ ? statement_->handle() : nullptr;
 }

@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <optional>
+#include <string_view>
 
 namespace sonvale {
 
@@ -52,6 +53,9 @@ public:
     std::optional<QString> stringForColumn(const QString& name);
     // Column `index` of the current row; 0 when it is out of range.
     qint64 int64ForIndex(int index) const;
+    // The UTF-8 bytes of column `index` of the current row, valid until the cursor moves or
+    // closes; empty when NULL or out of range.
+    std::string_view utf8ForIndex(int index) const;
 
 private:
     sqlite3_stmt* liveHandle() const;

@@ -25,15 +25,21 @@ void SQLiteQueue::inDatabase(const Block& block) {
     block(*db_);
 }
 
-void SQLiteQueue::inTransaction(const TransactionBlock& block) {
+bool SQLiteQueue::inTransaction(const TransactionBlock& block) {
     std::lock_guard lock(mutex_);
-    if (!reopenIfNeeded()) return;
+    if (!reopenIfNeeded()) return false;
     SQLiteDatabase& db = *db_;
-    if (auto begin = db.executeQuery(QStringLiteral("begin exclusive transaction"))) begin->step();
+    const auto run = [&db](const QString& sql) {
+        auto cursor = db.executeQuery(sql);
+        return cursor && cursor->step() == SQLiteCode::done;
+    };
+    if (!run(QStringLiteral("begin exclusive transaction"))) return false;
     bool rollback = false;
     block(db, rollback);
-    const QString end = rollback ? QStringLiteral("rollback transaction") : QStringLiteral("commit transaction");
-    if (auto cursor = db.executeQuery(end)) cursor->step();
+    if (!rollback && run(QStringLiteral("commit transaction"))) return true;
+    // A failed commit leaves the transaction open; it must not stay open for the next block.
+    run(QStringLiteral("rollback transaction"));
+    return false;
 }
 
 void SQLiteQueue::close() {

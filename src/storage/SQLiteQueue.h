@@ -37,9 +37,13 @@ public:
     // when that fails too the block is not run (logged).
     void inDatabase(const Block& block);
     // Runs `block` inside "begin exclusive transaction", then commits, or rolls back when the
-    // block set `rollback`. The three statements' results are not checked: a failure is only
-    // logged. Other connections to the file wait (up to their busy timeout) until it ends.
-    void inTransaction(const TransactionBlock& block);
+    // block set `rollback`. True when the block's changes were committed. When the transaction
+    // cannot begin (the file is busy past the timeout, read-only, damaged) the block is not run
+    // at all, since its changes would commit one by one and a rollback could not undo them;
+    // when the commit fails the transaction is rolled back. Either failure returns false after
+    // the layer logged its "DB Error" line. Other connections to the file wait (up to their
+    // busy timeout) until the transaction ends.
+    bool inTransaction(const TransactionBlock& block);
 
     // Closes the connection now; the next block opens a fresh one, with the settings of a new
     // connection (no statement cache, SQLite's default pragmas).

@@ -2,6 +2,7 @@
 
 #include "Track.h"
 
+#include <QHash>
 #include <QSet>
 #include <QString>
 #include <QStringList>
@@ -32,8 +33,10 @@ public:
     // chapters. Each statement commits on its own: a failure midway keeps the earlier ones.
     virtual void updateTrack(const Track& track) = 0;
     // Deletes the records of folder `folderPk` whose path is not in `found` (with their
-    // lyrics, chapters and search tokens).
-    virtual void removeMissingTracks(qint64 folderPk, const QSet<QString>& found) = 0;
+    // lyrics, chapters and search tokens), in one transaction, and returns the records that
+    // stay, by their stored (composed) path: the folder's rows read once. A record still in
+    // the saved playlist cannot be deleted and stays.
+    virtual QHash<QString, TrackRef> removeMissingTracks(qint64 folderPk, const QSet<QString>& found) = 0;
 };
 
 }  // namespace sonvale

@@ -85,7 +85,7 @@ TEST(DB, FileThatIsNotADatabaseIsLeftAsItIs) {
     EXPECT_EQ(MediaFactory::readAll(dbPathIn(dir.path())), garbage);
     EXPECT_EQ(filesIn(dir.path()), QStringList({DB::fileName()}));
     EXPECT_TRUE(log.contains(u"DB Error: 26 \"file is not a database\""_s));
-    EXPECT_TRUE(log.contains(QtCriticalMsg, u"DB migration to 1 failed, rolling back"_s));
+    EXPECT_TRUE(log.contains(QtCriticalMsg, u"DB migration could not start a transaction"_s));
 }
 
 TEST(DB, DatabaseLockedByAnotherConnectionIsLeftAsItIs) {
@@ -98,7 +98,8 @@ TEST(DB, DatabaseLockedByAnotherConnectionIsLeftAsItIs) {
         LogCapture log;
         DB db(dir.path());
         EXPECT_TRUE(db.queue());
-        EXPECT_TRUE(log.contains(QtCriticalMsg, u"DB error: database is locked"_s));
+        EXPECT_TRUE(log.contains(u"DB Error: 5 \"database is locked\""_s));
+        EXPECT_TRUE(log.contains(QtCriticalMsg, u"DB migration could not start a transaction"_s));
     }
     ASSERT_TRUE(holder->executeStatements(u"ROLLBACK;"_s));
     holder->close();

@@ -51,6 +51,33 @@ TEST_F(SQLiteQueueTest, TransactionsShutOutOtherConnections) {
     EXPECT_EQ(column(*other, kCount), QStringList{u"1"_s});
 }
 
+// A transaction that cannot begin must not run its block: in autocommit its changes would stay
+// whatever the block decided.
+TEST_F(SQLiteQueueTest, TransactionThatCannotBeginRunsNothing) {
+    queue->inDatabase([](SQLiteDatabase& db) { db.executeStatements(u"PRAGMA busy_timeout = 0;"_s); });
+    auto other = SQLiteDatabase::open(path);
+    ASSERT_TRUE(other && other->executeStatements(u"BEGIN EXCLUSIVE;"_s));
+    bool ran = false;
+    const bool committed = queue->inTransaction([&](SQLiteDatabase& db, bool& rollback) {
+        ran = true;
+        column(db, kInsert, {SQLValue::integer(1)});
+        rollback = true;
+    });
+    EXPECT_FALSE(committed);
+    EXPECT_FALSE(ran);
+    EXPECT_TRUE(log.contains(u"DB Error: 5 \"database is locked\""_s));
+    ASSERT_TRUE(other->executeStatements(u"COMMIT;"_s));
+
+    EXPECT_TRUE(queue->inTransaction([&](SQLiteDatabase& db, bool&) { column(db, kInsert, {SQLValue::integer(2)}); }));
+    EXPECT_FALSE(queue->inTransaction([&](SQLiteDatabase& db, bool& rollback) {
+        column(db, kInsert, {SQLValue::integer(3)});
+        rollback = true;
+    }));
+    QStringList rows;
+    queue->inDatabase([&](SQLiteDatabase& db) { rows = column(db, u"SELECT x AS v FROM t"_s); });
+    EXPECT_EQ(rows, QStringList{u"2"_s});
+}
+
 // Plain blocks and transactions, some rolled back, from several threads: none overlaps, the
 // committed rows are all there and the rolled back ones are not.
 TEST_F(SQLiteQueueTest, BlocksFromManyThreadsRunOneAtATime) {
