@@ -55,7 +55,7 @@ QList<TrackRef> DB::findOrInsertTracks(const QStringList& paths) {
     QList<TrackRef> tracks(paths.size());
     if (!queue_) return tracks;
     // One hand-over and one transaction for a whole folder instead of two of each per file.
-    queue_->inTransaction([&](SQLiteDatabase& db, bool&) {
+    const bool committed = queue_->inTransaction([&](SQLiteDatabase& db, bool&) {
         for (qsizetype i = 0; i < paths.size(); ++i) {
             tracks[i] = findTrack(db, paths[i]);
             if (tracks[i]) continue;
@@ -63,7 +63,10 @@ QList<TrackRef> DB::findOrInsertTracks(const QStringList& paths) {
             tracks[i] = newTrack(paths[i], db.lastInsertRowId());
         }
     });
-    return tracks;
+    if (committed) return tracks;
+    // The new rows are gone, and with them what the search's copy learnt of them.
+    queue_->inDatabase([this](SQLiteDatabase&) { forgetCopies(); });
+    return QList<TrackRef>(paths.size());
 }
 
 bool DB::insertTrackRow(SQLiteDatabase& db, const QString& path) {
