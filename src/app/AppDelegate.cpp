@@ -7,7 +7,6 @@
 #include "MainWindow.h"
 #include "MprisService.h"
 #include "OpenBatch.h"
-#include "OpenPaths.h"
 #include "PlaylistSaver.h"
 #include "Player.h"
 #include "Preferences.h"
@@ -113,7 +112,6 @@ void AppDelegate::activateWindow() {
 
 void AppDelegate::openFiles(const QStringList& paths) { batch_->add(paths); }
 
-bool AppDelegate::openFile(const QString& path) { return openPaths(*player_, {path}, false) > 0; }
 
 void AppDelegate::terminate() {
     if (terminated_) return;

@@ -43,8 +43,6 @@ public:
     // Paths handed over (the command line, a file manager): collected for 0.25 s, then opened or
     // enqueued ("alwaysEnqueue") as one sorted batch.
     void openFiles(const QStringList& paths);
-    // One path opened in place of the playlist; false when nothing of it could be added.
-    bool openFile(const QString& path);
     // Publishes the player's media controls (MPRIS): under the program's own name, or under a
     // name of this process's own when another copy of the program runs.
     void publishMediaControls(bool secondCopy);
@@ -55,12 +53,8 @@ public:
 
     Preferences& preferences() { return *preferences_; }
     Player& player() { return *player_; }
-    Library& library() { return *library_; }
-    Queues& queues() { return *queues_; }
     Notifications& notifications() { return notifications_; }
     MainWindow& window() { return *window_; }
-    // Null until publishMediaControls().
-    MprisService* mediaControls() { return mpris_.get(); }
     AppActions& actions() { return *actions_; }
     TrayIcon& tray() { return *tray_; }
     OpenBatch& batch() { return *batch_; }

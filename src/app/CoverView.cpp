@@ -40,7 +40,6 @@ void CoverView::showArtwork(const QByteArray& bytes) {
             pixmap.setDevicePixelRatio(guard->devicePixelRatioF());
             guard->setPixmap(pixmap);
             guard->hasArtwork_ = true;
-            emit guard->artworkShown();
         }, Qt::QueuedConnection);
     });
 }
@@ -49,7 +48,6 @@ void CoverView::showDefault() {
     hasArtwork_ = false;
     const QPalette& p = palette();
     setPixmap(Icons::defaultCover(side_, p.color(QPalette::Button), p.color(QPalette::Mid)));
-    emit artworkShown();
 }
 
 void CoverView::changeEvent(QEvent* event) {

@@ -18,13 +18,6 @@ public:
 
     // Shows the picture in `bytes` (any format Qt reads), or the default cover when empty.
     void showArtwork(const QByteArray& bytes);
-    // Whether a picture is shown (false while the default cover is).
-    bool hasArtwork() const { return hasArtwork_; }
-
-signals:
-    // The shown picture changed (the default cover included).
-    void artworkShown();
-
 protected:
     void changeEvent(QEvent* event) override;
 

@@ -15,8 +15,6 @@ public:
 
     // While files are dragged over the window.
     void setDragActive(bool active);
-    bool dragActive() const { return dragActive_; }
-    QPushButton* openButton() const { return openButton_; }
 
 signals:
     void openRequested();

@@ -44,9 +44,7 @@ public:
     TrackPanel* panel() const { return panel_; }
     PlaylistModel* model() const { return model_; }
     PlaylistView* table() const { return table_; }
-    EmptyPlaylistView* emptyView() const { return emptyView_; }
     PlaylistSaver* saver() const { return saver_; }
-    QTimer& updateTimer() { return updateTimer_; }
 
 signals:
     // The user closed the window, which ends the program.

@@ -11,8 +11,6 @@
 #include <QMenu>
 #include <QMetaMethod>
 
-#include <algorithm>
-
 namespace sonvale {
 
 PlaylistView::PlaylistView(PlaylistModel& model, const Preferences& preferences, QWidget* parent)
@@ -89,16 +87,7 @@ void PlaylistView::copyLabel(bool title) {
     QApplication::clipboard()->setText(composeLabel(tags, clicked_->track().get(), 0, 0));
 }
 
-QList<PlaylistItemRef> PlaylistView::selectedItems() const {
-    QModelIndexList rows = selectionModel()->selectedRows();
-    std::sort(rows.begin(), rows.end(), [](const QModelIndex& a, const QModelIndex& b) { return a.row() < b.row(); });
-    QList<PlaylistItemRef> items;
-    items.reserve(rows.size());
-    for (const QModelIndex& index : rows) {
-        if (PlaylistItemRef item = model_.itemAt(index.row())) items.append(std::move(item));
-    }
-    return items;
-}
+QList<PlaylistItemRef> PlaylistView::selectedItems() const { return model_.itemsAt(selectionModel()->selectedRows()); }
 
 int PlaylistView::selectedCount() const {
     // Counted over the ranges: listing 100,000 selected indexes on every click is too slow.

@@ -35,15 +35,12 @@ public:
     void refreshIcons();
 
     CoverView* cover() const { return cover_; }
-    ElidedLabel* titleLabel() const { return titleLabel_; }
-    ElidedLabel* subtitleLabel() const { return subtitleLabel_; }
     ElidedLabel* leftLabel() const { return trackInfoLabel_; }
     ElidedLabel* rightLabel() const { return totalsLabel_; }
     QToolButton* playButton() const { return playButton_; }
     QToolButton* previousButton() const { return previousButton_; }
     QToolButton* nextButton() const { return nextButton_; }
     QToolButton* playbackModeButton() const { return playbackModeButton_; }
-    QLabel* timeLeft() const { return timeLeft_; }
     QToolButton* timeRight() const { return timeRight_; }
     SeekSlider* seekSlider() const { return seekSlider_; }
     QSlider* volumeSlider() const { return volumeSlider_; }

@@ -32,8 +32,6 @@ TrayIcon::TrayIcon(Player& player, AppActions& actions, QObject* parent)
 
 TrayIcon::~TrayIcon() = default;
 
-bool TrayIcon::isShown() const { return icon_ && icon_->isVisible(); }
-
 void TrayIcon::refreshStatusLine() {
     const PlaylistItemRef& current = player_.current();
     const QList<QAction*> items = menu_->actions();

@@ -21,8 +21,6 @@ public:
     TrayIcon(Player& player, AppActions& actions, QObject* parent = nullptr);
     ~TrayIcon() override;
 
-    // Whether the desktop shows the icon (false where there is no tray).
-    bool isShown() const;
     QMenu* menu() const { return menu_.get(); }
     // Puts the current item's one-line description at the top of the menu, or takes the status
     // line and its separator away when nothing is current.
