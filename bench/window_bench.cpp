@@ -31,6 +31,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <vector>
 
 #include <time.h>
@@ -132,6 +133,24 @@ double percentile(std::vector<double> values, double p) {
     return values[std::min(values.size() - 1, size_t(p * double(values.size() - 1) + 0.5))];
 }
 
+// The program's shell in this process, in the data folders useHome() chose.
+struct Shell {
+    int argc = 1;
+    char name[13] = "window_bench";
+    char* argv[2] = {name, nullptr};
+    QApplication app{argc, argv};
+    std::unique_ptr<sonvale::AppDelegate> delegate;
+
+    // Launches it; false when its window was never shown.
+    bool start() {
+        QApplication::setOrganizationName(QStringLiteral("Sonvale"));
+        QApplication::setApplicationName(QStringLiteral("Sonvale"));
+        delegate = std::make_unique<sonvale::AppDelegate>();
+        delegate->launch();
+        return QTest::qWaitForWindowExposed(&delegate->window());
+    }
+};
+
 // One start in this process: prints "startup MS RSS_KIB SCROLL_MAX SCROLL_P95 ROWS PAINTED_AT
 // SCROLL_CPU_MAX" where MS counts from main(), PAINTED_AT is the steady clock's reading in ns and
 // SCROLL_CPU_MAX is the main thread's own CPU time in the longest step (a wall-clock stall far
@@ -140,16 +159,10 @@ int childStart(const QString& home, bool scroll) {
     QElapsedTimer clock;
     clock.start();
     useHome(home);
-    int argc = 1;
-    char name[] = "window_bench";
-    char* argv[] = {name, nullptr};
-    QApplication app(argc, argv);
-    QApplication::setOrganizationName(QStringLiteral("Sonvale"));
-    QApplication::setApplicationName(QStringLiteral("Sonvale"));
-    sonvale::AppDelegate delegate;
-    delegate.launch();
+    Shell shell;
+    if (!shell.start()) return 1;
+    sonvale::AppDelegate& delegate = *shell.delegate;
     sonvale::MainWindow& window = delegate.window();
-    if (!QTest::qWaitForWindowExposed(&window)) return 1;
     window.table()->viewport()->repaint();
     QApplication::processEvents();
     const double startMs = clock.nsecsElapsed() / 1e6;
@@ -182,16 +195,10 @@ int childStart(const QString& home, bool scroll) {
 int childOpen(const QString& home, const QString& folder, int files) {
     QDir(home).removeRecursively();
     useHome(home);
-    int argc = 1;
-    char name[] = "window_bench";
-    char* argv[] = {name, nullptr};
-    QApplication app(argc, argv);
-    QApplication::setOrganizationName(QStringLiteral("Sonvale"));
-    QApplication::setApplicationName(QStringLiteral("Sonvale"));
-    sonvale::AppDelegate delegate;
-    delegate.launch();
+    Shell shell;
+    if (!shell.start()) return 1;
+    sonvale::AppDelegate& delegate = *shell.delegate;
     sonvale::MainWindow& window = delegate.window();
-    if (!QTest::qWaitForWindowExposed(&window)) return 1;
     int loaded = 0;
     QObject::connect(&delegate.player(), &sonvale::Player::metaLoaded, [&] { ++loaded; });
     StallMeter meter;

@@ -1,7 +1,4 @@
-#include "EventLoop.h"
-
 #include <QApplication>
-#include <QElapsedTimer>
 
 #include <gtest/gtest.h>
 
@@ -10,8 +7,8 @@
 
 namespace {
 
-// A QApplication for the whole process, on the offscreen platform unless the caller chose one
-// (a real X server shows the windows while a test runs).
+// A QApplication for the whole test process, on the offscreen platform unless the caller chose
+// one (a real X server shows the windows while a test runs).
 class WidgetEnvironment : public testing::Environment {
 public:
     void SetUp() override {
@@ -30,15 +27,3 @@ private:
 const testing::Environment* const environment = testing::AddGlobalTestEnvironment(new WidgetEnvironment);
 
 }  // namespace
-
-bool spinUntil(const std::function<bool()>& done, double seconds) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!done()) {
-        if (timer.elapsed() > seconds * 1000) return false;
-        QApplication::processEvents(QEventLoop::AllEvents, 10);
-    }
-    return true;
-}
-
-void PrintTo(const QString& text, std::ostream* out) { *out << '"' << text.toStdString() << '"'; }
