@@ -53,6 +53,9 @@ AppActions::AppActions(Player& player, Notifications& notifications, QObject* pa
       find(makeAction(this, tr("&Find…"), QKeySequence::Find, tr("Search the library"))),
       clearPlaylist(makeAction(this, tr("C&lear Playlist"), QKeySequence(tr("Ctrl+Shift+Backspace")),
                                tr("Remove every track from the playlist"))),
+      showInfo(makeAction(this, tr("Show &Info"), QKeySequence(tr("Ctrl+I")),
+                          tr("Show the selected track's properties, tags, lyrics, chapters and artwork"))),
+      preferences(makeAction(this, tr("&Preferences…"), QKeySequence(tr("Ctrl+,")), tr("Change Sonvale's settings"))),
       play(makeAction(this, tr("&Play"), kSpace, tr("Play"))),
       pause(makeAction(this, tr("P&ause"), {}, tr("Pause"))),
       playPause(makeAction(this, tr("Play/Pause"), {}, tr("Play or pause"))),
@@ -80,6 +83,7 @@ AppActions::AppActions(Player& player, Notifications& notifications, QObject* pa
         modeGroup_->addAction(modes[raw]);
     }
     quit->setMenuRole(QAction::QuitRole);
+    preferences->setMenuRole(QAction::PreferencesRole);
     about->setMenuRole(QAction::AboutRole);
     alwaysOnTop->setCheckable(true);
     connectCommands();
@@ -116,9 +120,11 @@ void AppActions::fillMenuBar(QMenuBar* menuBar) const {
     file->addSeparator();
     file->addAction(quit);
     QMenu* edit = menuBar->addMenu(tr("&Edit"));
-    edit->addActions({selectAll, copyTrackInfo, find});
+    edit->addActions({selectAll, copyTrackInfo, showInfo, find});
     edit->addSeparator();
     edit->addAction(clearPlaylist);
+    edit->addSeparator();
+    edit->addAction(preferences);
     QMenu* playback = menuBar->addMenu(tr("&Playback"));
     playback->addActions({play, pause, previous, next});
     playback->addSeparator();
@@ -134,7 +140,8 @@ void AppActions::fillMenuBar(QMenuBar* menuBar) const {
 
 QList<QAction*> AppActions::all() const {
     QList<QAction*> actions = {open,         exportPlaylist, exportSelection, quit,     selectAll,
-                               copyTrackInfo, find,          clearPlaylist,   play,     pause,
+                               copyTrackInfo, showInfo,      find,            clearPlaylist,
+                               preferences,  play,           pause,
                                previous,     next,           seekBackward,    seekForward};
     for (QAction* mode : modes) actions.append(mode);
     actions.append({cycleMode, scrollToCurrent, alwaysOnTop, keyboardShortcuts, about});
@@ -164,6 +171,7 @@ void AppActions::refreshModeMarks() {
 void AppActions::enableSelectionCommands(int selectedRows) {
     exportSelection->setEnabled(selectedRows > 1);
     copyTrackInfo->setEnabled(selectedRows > 0);
+    showInfo->setEnabled(selectedRows == 1);
 }
 
 }  // namespace sonvale

@@ -37,7 +37,8 @@ public:
     void refreshTransport();
     // Checks the item of the player's playback mode.
     void refreshModeMarks();
-    // Copy Track Info needs one selected row or more, Export Selection two or more.
+    // Copy Track Info needs one selected row or more, Show Info exactly one, Export Selection
+    // two or more.
     void enableSelectionCommands(int selectedRows);
 
     QAction* const open;
@@ -48,6 +49,8 @@ public:
     QAction* const copyTrackInfo;
     QAction* const find;
     QAction* const clearPlaylist;
+    QAction* const showInfo;
+    QAction* const preferences;
     QAction* const play;
     QAction* const pause;
     QAction* const playPause;

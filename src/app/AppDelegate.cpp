@@ -4,14 +4,18 @@
 #include "Appearance.h"
 #include "DB.h"
 #include "Library.h"
+#include "LibraryFoldersModel.h"
 #include "MainWindow.h"
 #include "MprisService.h"
 #include "OpenBatch.h"
 #include "PlaylistSaver.h"
+#include "PlaylistView.h"
 #include "Player.h"
 #include "Preferences.h"
 #include "Queues.h"
 #include "SignalWatcher.h"
+#include "TrackInfoWindow.h"
+#include "TrackPanel.h"
 #include "TrayIcon.h"
 
 #include <QApplication>
@@ -30,6 +34,7 @@ AppDelegate::AppDelegate()
       tray_(new TrayIcon(*player_, *actions_, this)),
       batch_(new OpenBatch(this)),
       signals_(new SignalWatcher(this)) {
+    folders_ = std::make_unique<LibraryFoldersModel>(*library_);
     actions_->fillMenuBar(window_->menuBar());
     window_->addActions(actions_->all());
     connectCommands();
@@ -43,6 +48,7 @@ void AppDelegate::launch() {
     AppearanceStyle::apply(preferences_->appearance);
     registerObservers();
     library_->loadFolders();
+    folders_->reload();
     actions_->enableSelectionCommands(0);
     actions_->refreshTransport();
     actions_->refreshModeMarks();
@@ -93,6 +99,43 @@ void AppDelegate::connectCommands() {
         }
     });
     connect(batch_, &OpenBatch::ready, window_.get(), &MainWindow::openUserPaths);
+    connect(actions_->preferences, &QAction::triggered, this,
+            [this] { showPreferences(preferencesWindow().currentPane()); });
+    connect(actions_->showInfo, &QAction::triggered, this, [this] {
+        const QList<PlaylistItemRef> selected = window_->table()->selectedItems();
+        if (selected.size() == 1) showTrackInfo(selected.front());
+    });
+    connect(window_.get(), &MainWindow::showInfoRequested, this, &AppDelegate::showTrackInfo);
+}
+
+PreferencesWindow& AppDelegate::preferencesWindow() {
+    if (!preferencesWindow_) {
+        const PreferencesWindow::Parts parts{
+            .preferences = *preferences_,
+            .notifications = notifications_,
+            .player = *player_,
+            .library = *library_,
+            .folders = *folders_,
+            .folderStorage = db_,
+            .countQueue = queues_->artwork,
+            .alwaysOnTop = actions_->alwaysOnTop,
+        };
+        preferencesWindow_ = new PreferencesWindow(parts, window_.get());
+        preferencesWindow_->addActions(actions_->all());
+        connect(preferencesWindow_, &PreferencesWindow::timeDisplayChanged, window_->panel(), &TrackPanel::refreshTime);
+    }
+    return *preferencesWindow_;
+}
+
+TrackInfoWindow& AppDelegate::infoWindow() {
+    if (!infoWindow_) infoWindow_ = new TrackInfoWindow(*player_, queues_->artwork, window_.get());
+    return *infoWindow_;
+}
+
+void AppDelegate::showPreferences(PreferencesWindow::Pane pane) { preferencesWindow().showPane(pane); }
+
+void AppDelegate::showTrackInfo(const PlaylistItemRef& item) {
+    if (item) infoWindow().showTrack(item->track()->path);
 }
 
 void AppDelegate::publishMediaControls(bool secondCopy) {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "Notifications.h"
+#include "PlaylistItem.h"
+#include "PreferencesWindow.h"
 
 #include <QObject>
 #include <QStringList>
@@ -12,6 +14,7 @@ namespace sonvale {
 class AppActions;
 class DB;
 class Library;
+class LibraryFoldersModel;
 class MainWindow;
 class MprisService;
 class OpenBatch;
@@ -19,6 +22,7 @@ class Player;
 class Preferences;
 class Queues;
 class SignalWatcher;
+class TrackInfoWindow;
 class TrayIcon;
 
 // The desktop program's shell: makes the shared objects in their order (preferences, database,
@@ -50,6 +54,10 @@ public:
     void activateWindow();
     // The termination sequence; runs once, whatever asked for it first.
     void terminate();
+    // Shows the preferences window on `pane` (the search window asks for the library pane).
+    void showPreferences(PreferencesWindow::Pane pane);
+    // Shows the track information window for `item`'s file.
+    void showTrackInfo(const PlaylistItemRef& item);
 
     Preferences& preferences() { return *preferences_; }
     Player& player() { return *player_; }
@@ -58,6 +66,11 @@ public:
     AppActions& actions() { return *actions_; }
     TrayIcon& tray() { return *tray_; }
     OpenBatch& batch() { return *batch_; }
+    Library& library() { return *library_; }
+    LibraryFoldersModel& folders() { return *folders_; }
+    // The two secondary windows, made on first use and then kept.
+    PreferencesWindow& preferencesWindow();
+    TrackInfoWindow& infoWindow();
 
 private:
     void registerObservers();
@@ -66,6 +79,8 @@ private:
     std::unique_ptr<Preferences> preferences_;
     std::shared_ptr<DB> db_;
     std::unique_ptr<Queues> queues_;
+    // Before the library: a listener outlives the library that calls it.
+    std::unique_ptr<LibraryFoldersModel> folders_;
     std::unique_ptr<Library> library_;
     std::unique_ptr<Player> player_;
     Notifications notifications_;
@@ -75,6 +90,9 @@ private:
     TrayIcon* tray_ = nullptr;
     OpenBatch* batch_ = nullptr;
     SignalWatcher* signals_ = nullptr;
+    // Children of the main window, so they go with it.
+    PreferencesWindow* preferencesWindow_ = nullptr;
+    TrackInfoWindow* infoWindow_ = nullptr;
     bool terminated_ = false;
 };
 

@@ -90,6 +90,22 @@ void chooseFilesAndFolders(QWidget* parent, std::function<void(QStringList)> don
     dialog->open();
 }
 
+void chooseFolder(QWidget* parent, std::function<void(QString)> done) {
+    auto* dialog = new QFileDialog(parent, QFileDialog::tr("Add a folder to the library"));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setOption(QFileDialog::DontUseNativeDialog);
+    dialog->setFileMode(QFileDialog::Directory);
+    dialog->setOption(QFileDialog::ShowDirsOnly);
+    dialog->setDirectory(startDirectory());
+    dialog->setWindowModality(Qt::WindowModal);
+    QObject::connect(dialog, &QDialog::accepted, dialog, [dialog, done = std::move(done)] {
+        const QStringList folders = dialog->selectedFiles();
+        lastDirectory() = dialog->directory().absolutePath();
+        if (!folders.isEmpty()) done(folders.front());
+    });
+    dialog->open();
+}
+
 void chooseExportPath(QWidget* parent, bool absolutePaths, std::function<void(QString, bool)> done) {
     auto* dialog = new QFileDialog(parent, QFileDialog::tr("Save playlist"));
     dialog->setAttribute(Qt::WA_DeleteOnClose);

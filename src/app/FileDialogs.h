@@ -8,13 +8,16 @@ class QWidget;
 
 namespace sonvale {
 
-// The window-modal file dialogs of the main window. Each returns at once and calls `done` on the
+// The window-modal file dialogs of the windows. Each returns at once and calls `done` on the
 // main thread when the user accepts; nothing is called when the dialog is cancelled.
 namespace FileDialogs {
 
 // Files and folders, any mix of them, in one dialog titled "Open one or more files or
 // directories.".
 void chooseFilesAndFolders(QWidget* parent, std::function<void(QStringList paths)> done);
+
+// One folder, for the library: titled "Add a folder to the library".
+void chooseFolder(QWidget* parent, std::function<void(QString path)> done);
 
 // Where to save an M3U playlist: titled "Save playlist", proposing "Playlist.m3u", M3U only,
 // with a check box for absolute paths that starts as `absolutePaths`.

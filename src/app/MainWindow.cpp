@@ -89,6 +89,10 @@ MainWindow::MainWindow(Player& player, Preferences& preferences, Notifications& 
     connect(table_, &PlaylistView::removeRequested, this,
             [this](const QList<PlaylistItemRef>& items) { player_.removeItems(items); });
     connect(table_, &PlaylistView::showInFileManagerRequested, this, &FileDialogs::showInFileManager);
+    connect(table_, &PlaylistView::showInfoRequested, this, &MainWindow::showInfoRequested);
+    connect(panel_, &TrackPanel::showInfoRequested, this, [this] {
+        if (player_.current()) emit showInfoRequested(player_.current());
+    });
     connect(table_, &PlaylistView::selectionCountChanged, this,
             [this](int count) { notifications_.postSelectionChanged(count); });
     connect(panel_, &TrackPanel::playRequestedWithoutCurrent, this, [this] {

@@ -49,6 +49,8 @@ public:
 signals:
     // The user closed the window, which ends the program.
     void closed();
+    // Show Info on a playlist row or on the current track's title.
+    void showInfoRequested(sonvale::PlaylistItemRef item);
 
 protected:
     void closeEvent(QCloseEvent* event) override;

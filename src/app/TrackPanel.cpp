@@ -12,6 +12,7 @@
 #include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QMenu>
 #include <QMouseEvent>
 #include <QSlider>
 #include <QToolButton>
@@ -153,6 +154,13 @@ void TrackPanel::connectControls() {
         const QSignalBlocker block(volumeSlider_);
         volumeSlider_->setValue(int(std::lround(player_.volume() * 100)));
         volumeSlider_->setToolTip(tr("Volume: %1%").arg(volumeSlider_->value()));
+    });
+    titleLabel_->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(titleLabel_, &QWidget::customContextMenuRequested, this, [this](const QPoint& at) {
+        if (!player_.current()) return;
+        QMenu menu(this);
+        menu.addAction(tr("Show Info"), this, &TrackPanel::showInfoRequested);
+        menu.exec(titleLabel_->mapToGlobal(at));
     });
     seekSlider_->onDragEnded = [this](double seconds) {
         player_.seek(false, seconds);

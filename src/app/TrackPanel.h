@@ -48,6 +48,8 @@ public:
 signals:
     // Play was pressed with no current item: the owner picks what to start.
     void playRequestedWithoutCurrent();
+    // Show Info of the title's context menu, offered while there is a current item.
+    void showInfoRequested();
 
 protected:
     void mousePressEvent(QMouseEvent* event) override;
