@@ -17,7 +17,6 @@ namespace {
 
 QLabel* note(const QString& text, QWidget* parent) {
     auto* label = new QLabel(text, parent);
-    label->setWordWrap(true);
     label->setForegroundRole(QPalette::PlaceholderText);
     return label;
 }
@@ -41,7 +40,7 @@ GeneralPane::GeneralPane(Preferences& preferences, Notifications& notifications,
     appearance_->setAccessibleName(tr("Appearance"));
 
     auto* form = new QFormLayout;
-    form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    form->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
     form->addRow(tr("Appearance:"), appearance_);
     form->addRow(tr("Playlist:"), alwaysEnqueue_);
     form->addRow(QString(), note(tr("Otherwise they replace the playlist and start playing."), this));

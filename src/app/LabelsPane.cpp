@@ -72,6 +72,7 @@ QWidget* LabelsPane::buildGroup(size_t label) {
     auto* group = new QGroupBox(tr(kLabelTitles[label]), this);
     auto* grid = new QGridLayout;
     grid->setHorizontalSpacing(14);
+    grid->setVerticalSpacing(2);
     constexpr int kColumns = 4;
     for (int tag = 0; tag < kTagCount; ++tag) {
         auto* box = new QCheckBox(tr(kTagChoices[size_t(tag)].title), group);

@@ -62,7 +62,8 @@ int LibraryFoldersModel::rowOf(const QString& root) const {
 
 QString LibraryFoldersModel::stateText(const Folder& folder) {
     switch (folder.state) {
-    case Folder::State::none: return tr("Not scanned");
+    // Not scanned since the program started: idle, or never scanned at all.
+    case Folder::State::none: return folder.lastCompletedScan ? tr("Idle") : tr("Not scanned");
     case Folder::State::scanning: return tr("Scanning");
     case Folder::State::indexing:
         return folder.progress ? tr("Indexing %1 of %2").arg(folder.progress->completed).arg(folder.progress->total)

@@ -35,7 +35,7 @@ public:
     // The row of the folder with `root`, or -1.
     int rowOf(const QString& root) const;
 
-    // "Scanning", "Indexing 120 of 400", "Ready", "Not scanned".
+    // "Scanning", "Indexing 120 of 400", "Ready", "Idle" (not scanned in this run), "Not scanned".
     static QString stateText(const Folder& folder);
     // The last completed scan in local time, or "Never".
     static QString lastScanText(const Folder& folder);

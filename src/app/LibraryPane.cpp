@@ -46,6 +46,7 @@ public:
         style->drawControl(QStyle::CE_ItemViewItem, &background, painter, widget);
         QStyleOptionProgressBar bar;
         bar.initFrom(widget);
+        bar.state |= QStyle::State_Horizontal;
         bar.rect = option.rect.adjusted(2, 3, -2, -3);
         bar.minimum = 0;
         bar.maximum = std::max(counts.y(), 1);

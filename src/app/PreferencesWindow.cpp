@@ -31,7 +31,7 @@ PreferencesWindow::PreferencesWindow(const Parts& parts, QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(6, 6, 6, 6);
     layout->addWidget(tabs_);
-    resize(680, 520);
+    resize(680, 600);
     setMinimumSize(480, 360);
     connect(general_, &GeneralPane::timeDisplayChanged, this, &PreferencesWindow::timeDisplayChanged);
 }

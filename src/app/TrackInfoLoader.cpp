@@ -31,18 +31,18 @@ QString formatName(const QString& path) {
 
 TrackInfoLoader::TrackInfoLoader(OperationQueue& queue, QObject* parent) : QObject(parent), queue_(queue) {}
 
-void TrackInfoLoader::load(const QString& path) {
+void TrackInfoLoader::load(const QString& path, int thumbnailSide) {
     const quint64 generation = ++generation_;
     const QPointer<TrackInfoLoader> guard(this);
-    queue_.addOperation([guard, path, generation](const Operation&) {
-        TrackDetails details = read(path);
+    queue_.addOperation([guard, path, thumbnailSide, generation](const Operation&) {
+        TrackDetails details = read(path, thumbnailSide);
         QMetaObject::invokeMethod(qApp, [guard, generation, details = std::move(details)] {
             if (guard && guard->generation_ == generation) emit guard->loaded(details);
         }, Qt::QueuedConnection);
     });
 }
 
-TrackDetails TrackInfoLoader::read(const QString& path) {
+TrackDetails TrackInfoLoader::read(const QString& path, int thumbnailSide) {
     TrackDetails details;
     details.path = path;
     details.track.path = path;
@@ -56,6 +56,9 @@ TrackDetails TrackInfoLoader::read(const QString& path) {
     details.format = formatName(path);
     if (values->modified) details.modified = QDateTime::fromSecsSinceEpoch(*values->modified);
     if (const std::optional<QByteArray> bytes = loadArtworkData(path)) details.artwork = QImage::fromData(*bytes);
+    if (!details.artwork.isNull()) {
+        details.thumbnail = details.artwork.scaled(thumbnailSide, thumbnailSide, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    }
     return details;
 }
 

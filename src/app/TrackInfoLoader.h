@@ -19,6 +19,7 @@ struct TrackDetails {
     QString genre;
     QDateTime modified;
     QImage artwork;        // decoded at full size; null when the file has none
+    QImage thumbnail;      // the artwork scaled for the window's heading
 };
 
 // Reads a file's details and artwork on `queue` and hands them back on the main thread. Only the
@@ -29,10 +30,11 @@ class TrackInfoLoader : public QObject {
 public:
     explicit TrackInfoLoader(OperationQueue& queue, QObject* parent = nullptr);
 
-    void load(const QString& path);
+    // Reads `path`, with a thumbnail of its artwork `thumbnailSide` pixels wide and high at most.
+    void load(const QString& path, int thumbnailSide);
 
     // Blocking file input: the details of `path`. Any thread.
-    static TrackDetails read(const QString& path);
+    static TrackDetails read(const QString& path, int thumbnailSide);
 
 signals:
     void loaded(const sonvale::TrackDetails& details);

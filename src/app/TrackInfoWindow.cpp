@@ -8,6 +8,7 @@
 #include <QFileInfo>
 #include <QFormLayout>
 #include <QGroupBox>
+#include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLocale>
@@ -31,6 +32,8 @@ constexpr std::array<const char*, TrackInfoWindow::FieldCount> kFieldTitles = {
     QT_TRANSLATE_NOOP("TrackInfoWindow", "Album:"),       QT_TRANSLATE_NOOP("TrackInfoWindow", "Track:"),
     QT_TRANSLATE_NOOP("TrackInfoWindow", "Genre:"),
 };
+
+constexpr int kThumbnailSide = 64;
 
 QString orDash(const QString& text) { return text.isEmpty() ? QStringLiteral("—") : text; }
 
@@ -66,6 +69,7 @@ TrackInfoWindow::TrackInfoWindow(Player& player, OperationQueue& queue, QWidget*
       player_(player),
       loader_(queue),
       heading_(new QLabel(this)),
+      thumbnail_(new QLabel(this)),
       stack_(new QStackedWidget(this)),
       tabs_(new QTabWidget(this)),
       missing_(new QLabel(this)),
@@ -85,6 +89,7 @@ TrackInfoWindow::TrackInfoWindow(Player& player, OperationQueue& queue, QWidget*
     missing_->setAlignment(Qt::AlignCenter);
     missing_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     lyrics_->setReadOnly(true);
+    lyrics_->document()->setDocumentMargin(8);
     lyrics_->setAccessibleName(tr("Lyrics"));
     chapters_->setHorizontalHeaderLabels({tr("Start"), tr("End"), tr("Title")});
     chapters_->setAccessibleName(tr("Chapters"));
@@ -102,8 +107,14 @@ TrackInfoWindow::TrackInfoWindow(Player& player, OperationQueue& queue, QWidget*
     tabs_->addTab(buildArtwork(), tr("Artwork"));
     stack_->addWidget(tabs_);
     stack_->addWidget(missing_);
+    thumbnail_->setFixedSize(kThumbnailSide, kThumbnailSide);
+    thumbnail_->hide();
+    thumbnail_->setAlignment(Qt::AlignCenter);
+    auto* top = new QHBoxLayout;
+    top->addWidget(thumbnail_);
+    top->addWidget(heading_, 1);
     auto* layout = new QVBoxLayout(this);
-    layout->addWidget(heading_);
+    layout->addLayout(top);
     layout->addWidget(stack_, 1);
     resize(560, 480);
 
@@ -158,7 +169,7 @@ QWidget* TrackInfoWindow::buildArtwork() {
 void TrackInfoWindow::showTrack(const QString& path) {
     heading_->setText(QFileInfo(path).fileName());
     setWindowTitle(tr("Track Info — %1").arg(QFileInfo(path).fileName()));
-    loader_.load(path);
+    loader_.load(path, int(kThumbnailSide * devicePixelRatioF()));
     show();
     raise();
     activateWindow();
@@ -172,6 +183,7 @@ void TrackInfoWindow::present(const TrackDetails& details) {
         heading_->setText(QFileInfo(details.path).fileName());
         missing_->setText(tr("The file is gone or cannot be read:\n%1").arg(QDir::toNativeSeparators(details.path)));
         stack_->setCurrentWidget(missing_);
+        thumbnail_->hide();
         fillChapters({});
         emit shown();
         return;
@@ -187,6 +199,10 @@ void TrackInfoWindow::present(const TrackDetails& details) {
     tabs_->setTabEnabled(3, !details.artwork.isNull());
     if (!tabs_->isTabEnabled(tabs_->currentIndex())) tabs_->setCurrentIndex(0);
     artwork_->setPixmap(details.artwork.isNull() ? QPixmap() : QPixmap::fromImage(details.artwork));
+    QPixmap thumbnail = QPixmap::fromImage(details.thumbnail);
+    thumbnail.setDevicePixelRatio(devicePixelRatioF());
+    thumbnail_->setPixmap(thumbnail);
+    thumbnail_->setVisible(!details.thumbnail.isNull());
     artworkSize_->setText(details.artwork.isNull() ? QString()
                                                    : tr("%1 × %2 pixels").arg(details.artwork.width()).arg(details.artwork.height()));
     stack_->setCurrentWidget(tabs_);

@@ -68,6 +68,7 @@ private:
     TrackInfoLoader loader_;
     std::optional<TrackDetails> details_;
     QLabel* heading_;
+    QLabel* thumbnail_;
     QStackedWidget* stack_;
     QTabWidget* tabs_;
     QLabel* missing_;
