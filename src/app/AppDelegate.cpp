@@ -121,7 +121,6 @@ PreferencesWindow& AppDelegate::preferencesWindow() {
             .alwaysOnTop = actions_->alwaysOnTop,
         };
         preferencesWindow_ = new PreferencesWindow(parts, window_.get());
-        preferencesWindow_->addActions(actions_->all());
         connect(preferencesWindow_, &PreferencesWindow::timeDisplayChanged, window_->panel(), &TrackPanel::refreshTime);
     }
     return *preferencesWindow_;

@@ -60,12 +60,24 @@ LabelsPane::LabelsPane(Preferences& preferences, Notifications& notifications, P
     layout->addWidget(scroll);
 
     refresh();
+    previewTimer_.setSingleShot(true);
+    previewTimer_.setInterval(100);
+    connect(&previewTimer_, &QTimer::timeout, this, &LabelsPane::refreshPreviews);
     // The previews follow what the main window's labels follow.
-    connect(&player_, &Player::trackSetup, this, &LabelsPane::refreshPreviews);
-    connect(&player_, &Player::trackChanged, this, &LabelsPane::refreshPreviews);
-    connect(&player_, &Player::playbackStopped, this, &LabelsPane::refreshPreviews);
-    connect(&player_, &Player::playlistUpdated, this, &LabelsPane::refreshPreviews);
-    connect(&player_, &Player::metaLoaded, this, &LabelsPane::refreshPreviews);
+    connect(&player_, &Player::trackSetup, this, &LabelsPane::schedulePreviews);
+    connect(&player_, &Player::trackChanged, this, &LabelsPane::schedulePreviews);
+    connect(&player_, &Player::playbackStopped, this, &LabelsPane::schedulePreviews);
+    connect(&player_, &Player::playlistUpdated, this, &LabelsPane::schedulePreviews);
+    connect(&player_, &Player::metaLoaded, this, &LabelsPane::schedulePreviews);
+}
+
+void LabelsPane::schedulePreviews() {
+    if (isVisible() && !previewTimer_.isActive()) previewTimer_.start();
+}
+
+void LabelsPane::showEvent(QShowEvent* event) {
+    refreshPreviews();
+    QWidget::showEvent(event);
 }
 
 QWidget* LabelsPane::buildGroup(size_t label) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QTimer>
 #include <QWidget>
 
 #include <array>
@@ -37,8 +38,14 @@ public:
     QComboBox* separator(size_t label) const { return separators_[label]; }
     QLabel* preview(size_t label) const { return previews_[label]; }
 
+protected:
+    void showEvent(QShowEvent* event) override;
+
 private:
     QWidget* buildGroup(size_t label);
+    // Refreshes the previews soon, once for a burst of player changes, and only while shown:
+    // a large playlist's metadata arrives item by item.
+    void schedulePreviews();
     void changed(size_t label);
 
     Preferences& preferences_;
@@ -47,6 +54,7 @@ private:
     std::array<std::array<QCheckBox*, kTagCount>, 4> boxes_{};
     std::array<QComboBox*, 4> separators_{};
     std::array<QLabel*, 4> previews_{};
+    QTimer previewTimer_;
 };
 
 }  // namespace sonvale

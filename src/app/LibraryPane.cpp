@@ -13,6 +13,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
+#include <QLocale>
 #include <QMessageBox>
 #include <QPainter>
 #include <QPointer>
@@ -20,6 +21,8 @@
 #include <QStyledItemDelegate>
 #include <QTableView>
 #include <QVBoxLayout>
+
+#include <algorithm>
 
 namespace sonvale {
 
@@ -193,7 +196,7 @@ void LibraryPane::confirmMissingRescan(const FolderRef& folder, qint64 tracks) {
     auto* box = new QMessageBox(QMessageBox::Warning, tr("Folder Missing"),
                                 tr("The folder “%1” cannot be found or read.").arg(QDir::toNativeSeparators(folder->root)),
                                 QMessageBox::Ok | QMessageBox::Cancel, this);
-    const QString loss = tracks == 1 ? tr("its one track") : tr("all its %1 tracks").arg(tracks);
+    const QString loss = tracks == 1 ? tr("its one track") : tr("all its %1 tracks").arg(QLocale().toString(tracks));
     box->setInformativeText(tr("Rescanning it now would remove %1 from the library. If it is on a disk that is not "
                                "mounted, mount the disk first.").arg(loss));
     box->button(QMessageBox::Ok)->setText(tr("Rescan Anyway"));
