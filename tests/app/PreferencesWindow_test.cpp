@@ -14,13 +14,17 @@
 #include "TrackPanel.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDir>
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QStyle>
 #include <QTableView>
+#include <QToolButton>
 
 using namespace sonvale;
 using namespace Qt::StringLiterals;
@@ -170,9 +174,9 @@ TEST_F(PreferencesWindowTest, ALabelTickedInThePaneChangesTheMainWindowAndIsSave
     EXPECT_EQ(stored.labels.right, (Tags{.sampleRate = true, .playlistCount = true, .separator = TagSeparator::Comma}));
 }
 
-// A toggle of the general pane is saved at once and announced; always on top stays in step with
-// the View menu's action both ways.
-TEST_F(PreferencesWindowTest, GeneralTogglesAreSavedAndAnnounced) {
+// A change in the general pane is saved and takes effect at once (announced where a window
+// reacts to it); always on top stays in step with the View menu's action both ways.
+TEST_F(PreferencesWindowTest, GeneralChangesAreSavedAndTakeEffectAtOnce) {
     app_->showPreferences(PreferencesWindow::Pane::General);
     GeneralPane& general = *app_->preferencesWindow().general();
     QSignalSpy announced(&app_->notifications(), &Notifications::winampKeysChanged);
@@ -180,11 +184,29 @@ TEST_F(PreferencesWindowTest, GeneralTogglesAreSavedAndAnnounced) {
     ASSERT_TRUE(announced.wait(2000));
     EXPECT_TRUE(Preferences().winampKeys);
 
+    // The time display turns to the total at once, also while nothing plays.
+    fill();
+    player().playItem(player().playlist().items[0], false);
+    player().pause();
+    QToolButton& time = *app_->window().panel()->timeRight();
+    ASSERT_TRUE(spinUntil([&] { return time.text().startsWith(u"-"_s); }, 5));
     general.timeRightTotal()->click();
+    EXPECT_EQ(time.text(), u"0:03"_s);
     general.absolutePaths()->click();
     const Preferences stored;
     EXPECT_TRUE(stored.timeRightTotal);
     EXPECT_TRUE(stored.useAbsolutePathsForPlaylists);
+
+    // The appearance applies to the whole application at once, and System brings back the
+    // desktop's own look.
+    const QString systemStyle = QApplication::style()->name();
+    general.appearance()->setCurrentIndex(general.appearance()->findData(int(Appearance::Dark)));
+    EXPECT_EQ(Preferences().appearance, Appearance::Dark);
+    EXPECT_EQ(QApplication::style()->name(), u"fusion"_s);
+    EXPECT_LT(QApplication::palette().color(QPalette::Window).lightness(), 100);
+    general.appearance()->setCurrentIndex(general.appearance()->findData(int(Appearance::System)));
+    EXPECT_EQ(Preferences().appearance, Appearance::System);
+    EXPECT_EQ(QApplication::style()->name(), systemStyle);
 
     general.alwaysOnTop()->click();
     EXPECT_TRUE(app_->actions().alwaysOnTop->isChecked());
