@@ -193,6 +193,8 @@ void LibraryPane::rescanSelected() {
 }
 
 void LibraryPane::confirmMissingRescan(const FolderRef& folder, qint64 tracks) {
+    // Removed while its tracks were being counted: nothing left to ask about.
+    if (model_.rowOf(folder->root) < 0) return;
     auto* box = new QMessageBox(QMessageBox::Warning, tr("Folder Missing"),
                                 tr("The folder “%1” cannot be found or read.").arg(QDir::toNativeSeparators(folder->root)),
                                 QMessageBox::Ok | QMessageBox::Cancel, this);
