@@ -1,8 +1,10 @@
 #include "AppDelegate.h"
 
+#include "AboutDialog.h"
 #include "AppActions.h"
 #include "Appearance.h"
 #include "DB.h"
+#include "KeyboardShortcutsWindow.h"
 #include "Library.h"
 #include "MainWindow.h"
 #include "MprisService.h"
@@ -11,6 +13,7 @@
 #include "Player.h"
 #include "Preferences.h"
 #include "Queues.h"
+#include "SearchBox.h"
 #include "SignalWatcher.h"
 #include "TrayIcon.h"
 
@@ -93,6 +96,30 @@ void AppDelegate::connectCommands() {
         }
     });
     connect(batch_, &OpenBatch::ready, window_.get(), &MainWindow::openUserPaths);
+    connect(&notifications_, &Notifications::findFiles, this, &AppDelegate::showSearch);
+    connect(actions_->about, &QAction::triggered, this, &AppDelegate::showAbout);
+    connect(actions_->keyboardShortcuts, &QAction::triggered, this, &AppDelegate::showKeyboardShortcuts);
+}
+
+SearchBox& AppDelegate::searchBox() {
+    if (!search_) search_ = std::make_unique<SearchBox>(*player_, db_, *library_, *queues_);
+    return *search_;
+}
+
+void AppDelegate::showSearch() { searchBox().present(); }
+
+void AppDelegate::showAbout() {
+    if (!about_) about_ = new AboutDialog(window_.get());
+    about_->show();
+    about_->raise();
+    about_->activateWindow();
+}
+
+void AppDelegate::showKeyboardShortcuts() {
+    if (!shortcuts_) shortcuts_ = new KeyboardShortcutsWindow(actions_->all(), *preferences_, window_.get());
+    shortcuts_->show();
+    shortcuts_->raise();
+    shortcuts_->activateWindow();
 }
 
 void AppDelegate::publishMediaControls(bool secondCopy) {
@@ -118,6 +145,7 @@ void AppDelegate::terminate() {
     terminated_ = true;
     tray_->dropStatusLine();
     window_->saveLayout();
+    if (search_) search_->saveGeometryToSettings();
     window_->saver()->finish();
     preferences_->volume = player_->volume();
     // Saves the playlist in the database and the current item and the rest of the preferences.

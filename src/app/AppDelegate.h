@@ -9,6 +9,7 @@
 
 namespace sonvale {
 
+class AboutDialog;
 class AppActions;
 class DB;
 class Library;
@@ -18,7 +19,9 @@ class OpenBatch;
 class Player;
 class Preferences;
 class Queues;
+class SearchBox;
 class SignalWatcher;
+class KeyboardShortcutsWindow;
 class TrayIcon;
 
 // The desktop program's shell: makes the shared objects in their order (preferences, database,
@@ -48,6 +51,12 @@ public:
     void publishMediaControls(bool secondCopy);
     // Shows the main window above the others.
     void activateWindow();
+    // The library search window, made on first use (which starts loading the search's index).
+    SearchBox& searchBox();
+    // Shows the search window above the others, its field focused.
+    void showSearch();
+    void showAbout();
+    void showKeyboardShortcuts();
     // The termination sequence; runs once, whatever asked for it first.
     void terminate();
 
@@ -71,6 +80,10 @@ private:
     Notifications notifications_;
     std::unique_ptr<MainWindow> window_;
     std::unique_ptr<MprisService> mpris_;
+    // Made on first use; the search window goes before the library it listens to.
+    std::unique_ptr<SearchBox> search_;
+    AboutDialog* about_ = nullptr;
+    KeyboardShortcutsWindow* shortcuts_ = nullptr;
     AppActions* actions_ = nullptr;
     TrayIcon* tray_ = nullptr;
     OpenBatch* batch_ = nullptr;
