@@ -25,8 +25,10 @@ QString plainText(QString text) {
 }
 
 QString menuTitle(const QAction& action) {
+    // The menu bar's menus have titles; the tray's menu, which shares some actions, has none.
     for (QObject* object : action.associatedObjects()) {
-        if (const auto* menu = qobject_cast<QMenu*>(object)) return plainText(menu->title());
+        const auto* menu = qobject_cast<QMenu*>(object);
+        if (menu && !menu->title().isEmpty()) return plainText(menu->title());
     }
     return KeyboardShortcutsWindow::tr("Other");
 }
@@ -70,7 +72,7 @@ KeyboardShortcutsWindow::KeyboardShortcutsWindow(QList<QAction*> actions, const 
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(tree_);
     layout->addWidget(buttons);
-    resize(480, 620);
+    resize(500, 720);
 }
 
 QList<KeyboardShortcutsWindow::Row> KeyboardShortcutsWindow::rows(const QList<QAction*>& actions, bool winampKeysOn) {

@@ -139,8 +139,9 @@ QLayout* SearchBox::makeBottomRow() {
     playButton_->setToolTip(tr("Play the selected results in place of the playlist (Return)"));
     enqueueButton_->setToolTip(tr("Add the selected results to the end of the playlist (Ctrl+Return)"));
     auto* row = new QHBoxLayout;
+    row->addWidget(statusLabel_);
     row->addWidget(progress_);
-    row->addWidget(statusLabel_, 1);
+    row->addStretch(1);
     row->addWidget(enqueueButton_);
     row->addWidget(playButton_);
     return row;
