@@ -12,6 +12,7 @@ namespace sonvale {
 class AboutDialog;
 class AppActions;
 class DB;
+class KeyboardShortcutsWindow;
 class Library;
 class MainWindow;
 class MprisService;
@@ -21,13 +22,13 @@ class Preferences;
 class Queues;
 class SearchBox;
 class SignalWatcher;
-class KeyboardShortcutsWindow;
 class TrayIcon;
 
 // The desktop program's shell: makes the shared objects in their order (preferences, database,
-// queues, library, player), then the main window, the menus and the tray icon; keeps the menus,
-// the tray's status line and the transport controls in step with the player; turns paths handed
-// to the program into one batch for the player; and saves the player's state and the
+// queues, library, player), then the main window, the menus and the tray icon (the search window,
+// the About box and the shortcuts window when first asked for); keeps the menus, the tray's
+// status line and the transport controls in step with the player; turns paths handed to the
+// program into one batch for the player; and saves the player's state and the
 // preferences on every way out (Quit, closing the window, SIGTERM/SIGINT/SIGHUP, the session
 // ending). Main thread only, after the QApplication exists.
 class AppDelegate : public QObject {
