@@ -1,8 +1,10 @@
 #include "AppDelegate.h"
 
+#include "AboutDialog.h"
 #include "AppActions.h"
 #include "Appearance.h"
 #include "DB.h"
+#include "KeyboardShortcutsWindow.h"
 #include "Library.h"
 #include "LibraryFoldersModel.h"
 #include "MainWindow.h"
@@ -13,6 +15,7 @@
 #include "Player.h"
 #include "Preferences.h"
 #include "Queues.h"
+#include "SearchBox.h"
 #include "SignalWatcher.h"
 #include "TrackInfoWindow.h"
 #include "TrackPanel.h"
@@ -106,6 +109,9 @@ void AppDelegate::connectCommands() {
         if (selected.size() == 1) showTrackInfo(selected.front());
     });
     connect(window_.get(), &MainWindow::showInfoRequested, this, &AppDelegate::showTrackInfo);
+    connect(&notifications_, &Notifications::findFiles, this, &AppDelegate::showSearch);
+    connect(actions_->about, &QAction::triggered, this, &AppDelegate::showAbout);
+    connect(actions_->keyboardShortcuts, &QAction::triggered, this, &AppDelegate::showKeyboardShortcuts);
 }
 
 PreferencesWindow& AppDelegate::preferencesWindow() {
@@ -137,6 +143,31 @@ void AppDelegate::showTrackInfo(const PlaylistItemRef& item) {
     if (item) infoWindow().showTrack(item->track()->path);
 }
 
+SearchBox& AppDelegate::searchBox() {
+    if (!search_) {
+        search_ = std::make_unique<SearchBox>(*player_, db_, *library_, *queues_);
+        connect(search_.get(), &SearchBox::libraryPreferencesRequested, this,
+                [this] { showPreferences(PreferencesWindow::Pane::Library); });
+    }
+    return *search_;
+}
+
+void AppDelegate::showSearch() { searchBox().present(); }
+
+void AppDelegate::showAbout() {
+    if (!about_) about_ = new AboutDialog(window_.get());
+    about_->show();
+    about_->raise();
+    about_->activateWindow();
+}
+
+void AppDelegate::showKeyboardShortcuts() {
+    if (!shortcuts_) shortcuts_ = new KeyboardShortcutsWindow(actions_->all(), *preferences_, window_.get());
+    shortcuts_->show();
+    shortcuts_->raise();
+    shortcuts_->activateWindow();
+}
+
 void AppDelegate::publishMediaControls(bool secondCopy) {
     MprisHooks hooks{
         .raise = [this] { activateWindow(); },
@@ -160,6 +191,7 @@ void AppDelegate::terminate() {
     terminated_ = true;
     tray_->dropStatusLine();
     window_->saveLayout();
+    if (search_) search_->saveGeometryToSettings();
     window_->saver()->finish();
     preferences_->volume = player_->volume();
     // Saves the playlist in the database and the current item and the rest of the preferences.

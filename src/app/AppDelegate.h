@@ -11,8 +11,10 @@
 
 namespace sonvale {
 
+class AboutDialog;
 class AppActions;
 class DB;
+class KeyboardShortcutsWindow;
 class Library;
 class LibraryFoldersModel;
 class MainWindow;
@@ -21,14 +23,16 @@ class OpenBatch;
 class Player;
 class Preferences;
 class Queues;
+class SearchBox;
 class SignalWatcher;
 class TrackInfoWindow;
 class TrayIcon;
 
 // The desktop program's shell: makes the shared objects in their order (preferences, database,
-// queues, library, player), then the main window, the menus and the tray icon; keeps the menus,
-// the tray's status line and the transport controls in step with the player; turns paths handed
-// to the program into one batch for the player; and saves the player's state and the
+// queues, library, player), then the main window, the menus and the tray icon (the search window,
+// the About box and the shortcuts window when first asked for); keeps the menus, the tray's
+// status line and the transport controls in step with the player; turns paths handed to the
+// program into one batch for the player; and saves the player's state and the
 // preferences on every way out (Quit, closing the window, SIGTERM/SIGINT/SIGHUP, the session
 // ending). Main thread only, after the QApplication exists.
 class AppDelegate : public QObject {
@@ -52,6 +56,12 @@ public:
     void publishMediaControls(bool secondCopy);
     // Shows the main window above the others.
     void activateWindow();
+    // The library search window, made on first use (which starts loading the search's index).
+    SearchBox& searchBox();
+    // Shows the search window above the others, its field focused.
+    void showSearch();
+    void showAbout();
+    void showKeyboardShortcuts();
     // The termination sequence; runs once, whatever asked for it first.
     void terminate();
     // Shows the preferences window on `pane` (the search window asks for the library pane).
@@ -86,6 +96,10 @@ private:
     Notifications notifications_;
     std::unique_ptr<MainWindow> window_;
     std::unique_ptr<MprisService> mpris_;
+    // Made on first use; the search window goes before the library it listens to.
+    std::unique_ptr<SearchBox> search_;
+    AboutDialog* about_ = nullptr;
+    KeyboardShortcutsWindow* shortcuts_ = nullptr;
     AppActions* actions_ = nullptr;
     TrayIcon* tray_ = nullptr;
     OpenBatch* batch_ = nullptr;

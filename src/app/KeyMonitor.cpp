@@ -16,6 +16,24 @@ KeyMonitor::KeyMonitor(QWidget& window, Player& player, const Preferences& prefe
 
 KeyMonitor::~KeyMonitor() { qApp->removeEventFilter(this); }
 
+const QList<KeyBinding>& KeyMonitor::playlistKeys() {
+    static const QList<KeyBinding> keys = {
+        {Qt::Key_Delete, remove, tr("Remove the selected tracks")},
+        {Qt::Key_Backspace, remove, tr("Remove the selected tracks")},
+        {Qt::Key_Return, playSelected, tr("Play the selected track")},
+    };
+    return keys;
+}
+
+const QList<KeyBinding>& KeyMonitor::winampKeys() {
+    static const QList<KeyBinding> keys = {
+        {Qt::Key_Z, previous, tr("Previous track")}, {Qt::Key_X, play, tr("Play")},
+        {Qt::Key_C, pause, tr("Pause")},              {Qt::Key_V, stop, tr("Stop")},
+        {Qt::Key_B, next, tr("Next track")},
+    };
+    return keys;
+}
+
 bool KeyMonitor::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() != QEvent::KeyPress || QApplication::activeWindow() != &window_) return false;
     // A key event travels up from the focus widget through its parents; read it once, where
@@ -26,41 +44,31 @@ bool KeyMonitor::eventFilter(QObject* watched, QEvent* event) {
 }
 
 bool KeyMonitor::handle(const QKeyEvent& key) {
-    const Qt::KeyboardModifiers commandLike = Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier;
-    const bool command = (key.modifiers() & commandLike) != 0;
-    switch (key.key()) {
-    case Qt::Key_Delete:
-    case Qt::Key_Backspace:
-        if (command) return false;
-        player_.removeItems(selection_());
-        return true;
-    case Qt::Key_Return:
-    case Qt::Key_Enter: {
-        if (command) return false;
+    std::optional<int> command = commandForKey(playlistKeys(), key);
+    if (!command && preferences_.winampKeys) command = commandForKey(winampKeys(), key);
+    return command && run(Command(*command));
+}
+
+bool KeyMonitor::run(Command command) {
+    switch (command) {
+    case remove: player_.removeItems(selection_()); return true;
+    case playSelected: {
         const QList<PlaylistItemRef> selected = selection_();
         if (selected.size() != 1) return false;
         player_.playItem(selected.front(), false);
         return true;
     }
-    default: break;
-    }
-    if (!preferences_.winampKeys || command || key.text().isEmpty()) return false;
-    return winampKey(key.text().front().toLower());
-}
-
-bool KeyMonitor::winampKey(QChar key) {
-    switch (key.unicode()) {
-    case 'z': player_.playPrevious(); return true;
-    case 'x':
+    case previous: player_.playPrevious(); return true;
+    case play:
         if (!player_.isPlaying() && player_.current()) player_.playItem(player_.current(), false);
         return true;
-    case 'c':
+    case pause:
         if (player_.isPlaying()) player_.pause();
         return true;
-    case 'v': player_.stop(); return true;
-    case 'b': player_.playNext(); return true;
-    default: return false;
+    case stop: player_.stop(); return true;
+    case next: player_.playNext(); return true;
     }
+    return false;
 }
 
 }  // namespace sonvale

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KeyBinding.h"
 #include "PlaylistItem.h"
 
 #include <QObject>
@@ -25,8 +26,15 @@ class KeyMonitor : public QObject {
 public:
     using Selection = std::function<QList<PlaylistItemRef>()>;
 
+    enum Command { remove, playSelected, previous, play, pause, stop, next };
+
     KeyMonitor(QWidget& window, Player& player, const Preferences& preferences, Selection selection);
     ~KeyMonitor() override;
+
+    // The playlist's keys, always read.
+    static const QList<KeyBinding>& playlistKeys();
+    // The single-key transport keys, read while the "winampKeys" preference is on.
+    static const QList<KeyBinding>& winampKeys();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -34,7 +42,7 @@ protected:
 private:
     // True when the key was used.
     bool handle(const QKeyEvent& key);
-    bool winampKey(QChar key);
+    bool run(Command command);
 
     QWidget& window_;
     Player& player_;

@@ -78,6 +78,8 @@ qsizetype Library::addListener(LibraryListener* listener) {
     return listeners_.size() - 1;
 }
 
+void Library::removeListener(LibraryListener* listener) { listeners_.removeAll(listener); }
+
 void Library::collectAndClean(const FolderRef& folder, Folder stored, const QStringList& extensions,
                               const std::shared_ptr<void>& pending) {
     const QStringList paths = collectAudioFiles(stored.root, extensions);
@@ -167,9 +169,12 @@ void Library::onMain(std::function<void()> call) {
 }
 
 void Library::notify(const std::function<void(LibraryListener&)>& call) {
-    // A copy: a listener may register another one while it is being told.
+    // A copy: a listener may register another one while it is being told, or remove one (which
+    // is then not told).
     const QList<LibraryListener*> listeners = listeners_;
-    for (LibraryListener* listener : listeners) call(*listener);
+    for (LibraryListener* listener : listeners) {
+        if (listeners_.contains(listener)) call(*listener);
+    }
 }
 
 std::shared_ptr<void> Library::pendingWork() {

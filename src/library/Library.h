@@ -26,7 +26,8 @@ namespace sonvale {
 // Threads: make the library and call every member on the main thread (the QCoreApplication's),
 // whose event loop must run for the listeners to hear anything. A Folder's fields are written
 // only on the main thread: the queues hand their changes over together with the listener calls,
-// so what a listener reads is settled. Listeners are not owned and must outlive the library.
+// so what a listener reads is settled. Listeners are not owned and must outlive the library or
+// remove themselves first.
 // The database and the queues must outlive it too; destroying the library waits for the scans
 // it queued.
 class Library {
@@ -59,6 +60,9 @@ public:
     void scanFolder(const FolderRef& folder, const QStringList& extensions);
     // Appends `listener`; returns its position in the list.
     qsizetype addListener(LibraryListener* listener);
+    // Takes `listener` out of the list (the positions after it move up one); a listener that
+    // goes before the library calls this first.
+    void removeListener(LibraryListener* listener);
 
 private:
     // Scan queue: the walk and the removal of records whose files are gone.

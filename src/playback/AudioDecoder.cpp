@@ -60,6 +60,15 @@ AudioDecoder::AudioDecoder(std::unique_ptr<Handles> handles) : h_(std::move(hand
 
 AudioDecoder::~AudioDecoder() = default;
 
+QString AudioDecoder::libraryVersion() {
+    // The libraries' version numbers pack major, minor and micro into one integer each.
+    const auto dotted = [](unsigned version) {
+        return QStringLiteral("%1.%2.%3").arg(AV_VERSION_MAJOR(version)).arg(AV_VERSION_MINOR(version)).arg(AV_VERSION_MICRO(version));
+    };
+    return QStringLiteral("%1 (libavformat %2, libavcodec %3)")
+        .arg(QString::fromUtf8(av_version_info()), dotted(avformat_version()), dotted(avcodec_version()));
+}
+
 std::unique_ptr<AudioDecoder> AudioDecoder::open(const QString& path, QString* error) {
     auto fail = [error](const QString& why) {
         if (error) *error = why;

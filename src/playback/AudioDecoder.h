@@ -19,6 +19,9 @@ class AudioDecoder {
 public:
     // Nullopt-like failure: nullptr with FFmpeg's reason in `error`.
     static std::unique_ptr<AudioDecoder> open(const QString& path, QString* error);
+    // The FFmpeg in use, read at run time: its release and the libavformat and libavcodec
+    // versions, e.g. "5.1.6 (libavformat 59.27.100, libavcodec 59.37.100)".
+    static QString libraryVersion();
     ~AudioDecoder();
     AudioDecoder(const AudioDecoder&) = delete;
     AudioDecoder& operator=(const AudioDecoder&) = delete;

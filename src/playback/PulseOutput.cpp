@@ -121,6 +121,8 @@ PulseOutput::~PulseOutput() {
     h_->mainloop.reset();
 }
 
+QString PulseOutput::libraryVersion() { return QString::fromUtf8(pa_get_library_version()); }
+
 std::unique_ptr<PulseOutput> PulseOutput::create(int sampleRate, int channels, float volume, SampleRing& ring,
                                                  Listener listener, QString* error) {
     std::unique_ptr<PulseOutput> out(new PulseOutput(sampleRate, channels, ring, std::move(listener)));

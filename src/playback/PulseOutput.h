@@ -39,6 +39,8 @@ public:
     // Connects to the server and opens a corked stream; nullptr with the reason in `error`.
     static std::unique_ptr<PulseOutput> create(int sampleRate, int channels, float volume, SampleRing& ring,
                                                Listener listener, QString* error);
+    // The version of the PulseAudio client library in use, read at run time.
+    static QString libraryVersion();
     ~PulseOutput();
     PulseOutput(const PulseOutput&) = delete;
     PulseOutput& operator=(const PulseOutput&) = delete;

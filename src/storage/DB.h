@@ -78,6 +78,8 @@ public:
     // it is made again when another connection changed the file. The results are those of
     // searchByStatement.
     QStringList search(const QString& query) override;
+    // Loads the copy in memory now, when it is not loaded yet.
+    void prepareSearch() override;
     // The same search through the SQL statement, without the copy in memory: for a process that
     // searches once, and as the reference that search is held to.
     QStringList searchByStatement(const QString& query);

@@ -63,6 +63,10 @@ QStringList DB::search(const QString& query) {
     return paths;
 }
 
+void DB::prepareSearch() {
+    if (queue_) queue_->inDatabase([this](SQLiteDatabase& db) { syncSearchIndex(db); });
+}
+
 void DB::syncSearchIndex(SQLiteDatabase& db) {
     const qint64 version = dataVersion(db);
     if (searchIndexLoaded_ && version == dataVersion_) return;

@@ -31,6 +31,8 @@ int bindValue(sqlite3_stmt* statement, int index, const SQLValue& value) {
 
 }  // namespace
 
+QString SQLiteDatabase::libraryVersion() { return QString::fromUtf8(sqlite3_libversion()); }
+
 std::optional<SQLiteDatabase> SQLiteDatabase::open(const QString& path) {
     sqlite3* handle = nullptr;
     const int code = sqlite3_open_v2(path.toUtf8().constData(), &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,

@@ -23,6 +23,8 @@ public:
     // Opens (creating when needed) the file read-write with a busy timeout of 2000 ms.
     // std::nullopt, with "error opening!: <code>" logged, when SQLite cannot open it.
     static std::optional<SQLiteDatabase> open(const QString& path);
+    // The version of the SQLite library in use, read at run time.
+    static QString libraryVersion();
 
     ~SQLiteDatabase();
     SQLiteDatabase(SQLiteDatabase&& other) noexcept = default;

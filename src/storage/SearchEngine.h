@@ -16,6 +16,9 @@ public:
     // matching tokens are considered. Empty for a query without tokens and when the database
     // is unavailable; a read error ends the list early.
     virtual QStringList search(const QString& query) = 0;
+    // Does ahead of time what the first search would do before it can answer (loading an index,
+    // say), so that the first query typed is answered quickly. Blocks like search; any thread.
+    virtual void prepareSearch() {}
 };
 
 }  // namespace sonvale

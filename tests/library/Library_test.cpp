@@ -221,3 +221,12 @@ TEST_F(LibraryTest, SearchesAreAnsweredWhileAScanIsUnderWay) {
     ASSERT_TRUE(waitForScans(3));
     EXPECT_EQ(db->search(u"other"_s).size(), 1);
 }
+
+TEST_F(LibraryTest, ARemovedListenerHearsNothingMore) {
+    Recorder removed;
+    library.addListener(&removed);
+    library.removeListener(&removed);
+    addFolder(media.path(u"Empty"_s));
+    ASSERT_TRUE(waitForScans(1));
+    EXPECT_TRUE(removed.calls.isEmpty());
+}
