@@ -82,6 +82,11 @@ AppActions::AppActions(Player& player, Notifications& notifications, QObject* pa
         modes[raw]->setCheckable(true);
         modeGroup_->addAction(modes[raw]);
     }
+    // Space and the playlist's selection commands belong to the main window: in another window
+    // the focused control keeps them (Space ticks a box, Ctrl+A selects the field's text).
+    for (QAction* action : {play, pause, selectAll, copyTrackInfo, showInfo, exportSelection, clearPlaylist}) {
+        action->setShortcutContext(Qt::WindowShortcut);
+    }
     quit->setMenuRole(QAction::QuitRole);
     preferences->setMenuRole(QAction::PreferencesRole);
     about->setMenuRole(QAction::AboutRole);

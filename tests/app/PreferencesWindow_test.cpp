@@ -24,6 +24,7 @@
 #include <QSignalSpy>
 #include <QStyle>
 #include <QTableView>
+#include <QTest>
 #include <QToolButton>
 
 using namespace sonvale;
@@ -214,6 +215,27 @@ TEST_F(PreferencesWindowTest, GeneralChangesAreSavedAndTakeEffectAtOnce) {
     app_->actions().alwaysOnTop->trigger();
     EXPECT_FALSE(general.alwaysOnTop()->isChecked());
     EXPECT_FALSE(Preferences().alwaysOnTop);
+}
+
+// The keys the main window's playlist reads (Space, Ctrl+A, Ctrl+C) belong to the focused control
+// of another window: Space ticks a box in the preferences instead of pausing the music.
+TEST_F(PreferencesWindowTest, SpaceInThePreferencesTicksTheFocusedBoxAndLeavesPlaybackAlone) {
+    fill();
+    player().playItem(player().playlist().items[0], false);
+    ASSERT_TRUE(spinUntil([&] { return player().isPlaying(); }, 5));
+    app_->showPreferences(PreferencesWindow::Pane::General);
+    QCheckBox& box = *app_->preferencesWindow().general()->alwaysEnqueue();
+    QApplication::setActiveWindow(&app_->preferencesWindow());
+    box.setFocus();
+    const bool before = box.isChecked();
+    QSignalSpy selectAll(&app_->notifications(), &Notifications::selectAll);
+    QTest::keyClick(&box, Qt::Key_Space);
+    QTest::keyClick(&box, Qt::Key_A, Qt::ControlModifier);
+    QCoreApplication::processEvents();
+    EXPECT_NE(box.isChecked(), before);
+    EXPECT_TRUE(player().isPlaying());
+    EXPECT_EQ(selectAll.size(), 0);
+    box.click();  // the store is shared with the next case
 }
 
 }  // namespace
