@@ -149,3 +149,39 @@ TEST_F(ScanCommandTest, KilledMidScanLeavesASoundDatabaseThatTheNextScanComplete
     EXPECT_TRUE(listedAsScanned());
     EXPECT_EQ(lines({u"search"_s, u"seed"_s}).size(), kCopies + 1);
 }
+
+TEST_F(ScanCommandTest, DamagedDatabaseIsReportedSetAsideAndItsFolderScannedBack) {
+    makeTrack(u"a.flac"_s, u"Glacier"_s);
+    makeTrack(u"b.flac"_s, u"Harbour"_s);
+    ASSERT_TRUE(summarises(cli({u"scan"_s, root()}), 2));
+    {
+        // Noise over the search tokens' occurrences, which the check at opening does not read.
+        auto file = SQLiteDatabase::open(databaseFile());
+        ASSERT_TRUE(file);
+        auto page = file->executeQuery(u"SELECT pageno FROM dbstat WHERE name = 'occurences'"_s);
+        ASSERT_TRUE(page && page->next());
+        const qint64 number = page->int64ForIndex(0);
+        page.reset();
+        file.reset();
+        QFile db(databaseFile());
+        ASSERT_TRUE(db.open(QIODevice::ReadWrite) && db.seek((number - 1) * 4096));
+        ASSERT_EQ(db.write(QByteArray(4096, '\x5a')), 4096);
+    }
+
+    const CliResult search = cli({u"search"_s, u"glacier"_s});
+    EXPECT_EQ(search.exitCode, 3);
+    EXPECT_TRUE(search.err.contains("is damaged")) << search.err.constData();
+    EXPECT_FALSE(search.err.contains("DB Error: 11")) << search.err.constData();
+
+    // The next command sets the file aside and carries the folder over, to be scanned again.
+    const CliResult folders = cli({u"folders"_s});
+    EXPECT_EQ(folders.exitCode, 3);
+    EXPECT_TRUE(folders.err.contains(".damaged-")) << folders.err.constData();
+    EXPECT_TRUE(folders.err.contains("sonvale-cli scan '" + root().toUtf8())) << folders.err.constData();
+    EXPECT_EQ(QString::fromUtf8(folders.out), u"1\t"_s + root() + u"\tnever\n"_s);
+    EXPECT_EQ(QDir(data.path()).entryList({u"*.damaged-*"_s}, QDir::Files).size(), 1);
+
+    EXPECT_TRUE(summarises(cli({u"scan"_s, root()}), 2));
+    EXPECT_EQ(lines({u"search"_s, u"glacier"_s}), QStringList{root() + u"/a.flac"_s});
+    EXPECT_TRUE(listedAsScanned());
+}
