@@ -83,12 +83,14 @@ std::shared_ptr<DB> CommandContext::openDatabase(const char* command) const {
         preferences.save();
         QStringList roots;
         for (const Folder& folder : recovery->folders) roots.append(QLatin1Char('\'') + folder.root + QLatin1Char('\''));
+        const auto count = [](qsizetype n, const char* one, const char* many) {
+            return QStringLiteral("%1 %2").arg(n).arg(QLatin1String(n == 1 ? one : many));
+        };
         print(err, QStringLiteral("sonvale-cli %1: the library database was damaged (%2). It is kept as %3, and a new "
-                                  "one holds what could be read of it: %4 library folders and %5 playlist entries "
-                                  "(%6 could not be read).\n")
-                       .arg(QLatin1String(command), recovery->problem, recovery->damagedCopy)
-                       .arg(recovery->folders.size())
-                       .arg(recovery->playlistOrigins.size())
+                                  "one holds what could be read of it: %4 and %5 (%6 could not be read).\n")
+                       .arg(QLatin1String(command), recovery->problem, recovery->damagedCopy,
+                            count(recovery->folders.size(), "library folder", "library folders"),
+                            count(recovery->playlistOrigins.size(), "playlist entry", "playlist entries"))
                        .arg(recovery->playlistLost));
         if (!roots.isEmpty()) {
             print(err, QStringLiteral("sonvale-cli %1: the tracks of the library folders come back when they are "

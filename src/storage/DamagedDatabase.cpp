@@ -78,7 +78,10 @@ void DamagedDatabase::readRows(const QString& sql, const RowReader& read) {
             after = std::max(after, id + 1);
         }
         if (code == SQLiteCode::done) return;
+        const qint64 start = *from;
         from = nextReadable(sql, after);
+        // Never back to where nothing could be read.
+        if (from && after == start && *from <= start) from = start == kLastId ? std::nullopt : std::optional(start + 1);
     }
 }
 
