@@ -73,7 +73,8 @@ int usageError(FILE* err, const QString& message) {
 std::shared_ptr<DB> CommandContext::openDatabase(const char* command) const {
     auto db = dataDir.isEmpty() ? std::make_shared<DB>() : std::make_shared<DB>(dataDir);
     if (!db->isOpen()) {
-        print(err, QStringLiteral("sonvale-cli %1: cannot open the database %2\n").arg(QLatin1String(command), db->path()));
+        print(err,
+              QStringLiteral("sonvale-cli %1: cannot open the database %2\n").arg(QLatin1String(command), db->path()));
         return nullptr;
     }
     database = db;
@@ -82,7 +83,9 @@ std::shared_ptr<DB> CommandContext::openDatabase(const char* command) const {
         preferences.currentPlaylistItem = recovery->positionOf(preferences.currentPlaylistItem);
         preferences.save();
         QStringList roots;
-        for (const Folder& folder : recovery->folders) roots.append(QLatin1Char('\'') + folder.root + QLatin1Char('\''));
+        for (const Folder& folder : recovery->folders) {
+            roots.append(QLatin1Char('\'') + folder.root + QLatin1Char('\''));
+        }
         const auto count = [](qsizetype n, const char* one, const char* many) {
             return QStringLiteral("%1 %2").arg(n).arg(QLatin1String(n == 1 ? one : many));
         };

@@ -149,14 +149,17 @@ bool Player::savePlaylist() {
 void Player::savePlaylistInBackground(OperationQueue& queue, std::function<void(bool)> done) {
     const bool position = saveCurrentPosition();
     // Only the records' row ids are read there, which the main thread never changes.
-    queue.addOperation([this, playlists = playlistStorage_, tracks = playlistTracks(), position, done = std::move(done)](const Operation&) {
+    queue.addOperation([this, playlists = playlistStorage_, tracks = playlistTracks(), position,
+                        done = std::move(done)](const Operation&) {
         const bool saved = playlists->savePlaylist(tracks);
         post([done, saved, position] { done(saved && position); });
     });
 }
 
 void Player::restore() {
-    for (TrackRef& track : playlistStorage_->loadPlaylist()) playlist_.items.append(std::make_shared<PlaylistItem>(std::move(track)));
+    for (TrackRef& track : playlistStorage_->loadPlaylist()) {
+        playlist_.items.append(std::make_shared<PlaylistItem>(std::move(track)));
+    }
     if (playlist_.items.isEmpty()) return;
     post([this] { emit playlistUpdated(); });
     const std::optional<qint64> index = preferences_.currentPlaylistItem;

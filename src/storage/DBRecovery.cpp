@@ -110,8 +110,8 @@ std::optional<QString> DB::findDamage() {
         if (thorough) {
             checks = {QStringLiteral("PRAGMA quick_check")};
         } else {
-            auto tables = db.executeQuery(QStringLiteral(
-                "SELECT name FROM sqlite_master WHERE type = 'table' AND name IN ('folders', 'playlist') ORDER BY name"));
+            auto tables = db.executeQuery(QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'table' "
+                                                         "AND name IN ('folders', 'playlist') ORDER BY name"));
             int step = tables ? SQLiteCode::row : db.lastErrorCode();
             while (tables && (step = tables->step()) == SQLiteCode::row) {
                 checks.append(QStringLiteral("PRAGMA quick_check(%1)").arg(QString::fromUtf8(tables->utf8ForIndex(0))));

@@ -41,7 +41,8 @@ QList<std::pair<qint64, TrackRef>> DamagedDatabase::playlist(qsizetype& lost) {
     QList<std::pair<qint64, qint64>> rows;  // position, track id
     readRows(QStringLiteral("SELECT id, track_id, `order` FROM playlist WHERE id >= ? ORDER BY id ASC"),
              [&](SQLiteCursor& row) {
-                 rows.append({row.int64ForColumn(QStringLiteral("order")), row.int64ForColumn(QStringLiteral("track_id"))});
+                 rows.append({row.int64ForColumn(QStringLiteral("order")),
+                              row.int64ForColumn(QStringLiteral("track_id"))});
              });
     std::sort(rows.begin(), rows.end());
     // The positions are saved as 0, 1, 2, ...: a gap is a row that could not be read.

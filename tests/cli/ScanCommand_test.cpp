@@ -160,7 +160,9 @@ TEST_F(ScanCommandTest, KilledAtAnyMomentOfAScanLeavesASoundDatabaseThatTheNextS
     ASSERT_TRUE(summarises(cli({u"scan"_s, root()}), kCopies + 1));
     const std::chrono::milliseconds first(timer.elapsed() * 3 / 2);
     for (int kill = 0; kill < 12; ++kill) {
-        for (const QString& file : QDir(data.path()).entryList(QDir::Files)) ASSERT_TRUE(QDir(data.path()).remove(file));
+        for (const QString& file : QDir(data.path()).entryList(QDir::Files)) {
+            ASSERT_TRUE(QDir(data.path()).remove(file));
+        }
         EXPECT_TRUE(soundAfterKill(first)) << kill;
     }
     EXPECT_TRUE(summarises(cli({u"scan"_s, root()}), kCopies + 1));

@@ -28,7 +28,9 @@ QStringList makeLibrary(const QString& dir) {
         EXPECT_TRUE(db.addFolder(folder));
     }
     QStringList paths;
-    for (int i = 0; i < kEntries; ++i) paths.append(u"/music/a/%1 a name long enough to fill pages.flac"_s.arg(qlonglong(i), 4, 10, QChar(u'0')));
+    for (int i = 0; i < kEntries; ++i) {
+        paths.append(u"/music/a/%1 a name long enough to fill pages.flac"_s.arg(qlonglong(i), 4, 10, QChar(u'0')));
+    }
     QList<TrackRef> tracks = db.findOrInsertTracks(paths);
     for (const TrackRef& track : tracks) {
         track->title = u"Title of "_s + QFileInfo(track->path).baseName();
@@ -47,8 +49,8 @@ QStringList query(const QString& path, const QString& sql) {
 
 QList<qint64> leafPages(const QString& path, const QString& table) {
     QList<qint64> pages;
-    for (const QString& page :
-         query(path, u"SELECT pageno AS v FROM dbstat WHERE name = '%1' AND pagetype = 'leaf' ORDER BY pageno"_s.arg(table))) {
+    const QString sql = u"SELECT pageno AS v FROM dbstat WHERE name = '%1' AND pagetype = 'leaf' ORDER BY pageno"_s;
+    for (const QString& page : query(path, sql.arg(table))) {
         pages.append(page.toLongLong());
     }
     return pages;
