@@ -9,6 +9,7 @@
 
 #include "AudioFiles.h"
 #include "DB.h"
+#include "DBTestAccess.h"
 #include "Library.h"
 #include "MpdRunner.h"
 #include "TreeGenerator.h"
@@ -97,7 +98,7 @@ int runSonvalePhase(const QStringList& args) {
         result.seconds = secondsSince(start);
         result.ok = listener.finished;
     }
-    db->queue()->inDatabase([&](sonvale::SQLiteDatabase& connection) {
+    sonvale::DBTestAccess::queue(*db)->inDatabase([&](sonvale::SQLiteDatabase& connection) {
         auto rows = connection.executeQuery(QStringLiteral("SELECT COUNT(*) AS n FROM tracks"));
         if (rows && rows->next()) result.items = rows->int64ForColumn(QStringLiteral("n"));
     });

@@ -7,6 +7,7 @@
 //   search_bench --sizes 100000 --profile "2 x 1" [--statement]   (only that class, for perf)
 
 #include "DB.h"
+#include "DBTestAccess.h"
 #include "Index.h"
 #include "Indexable.h"
 #include "LibraryGenerator.h"
@@ -66,7 +67,7 @@ QString ftsQuery(const QString& query) {
 
 QStringList rows(DB& db, const QString& sql, const std::vector<SQLValue>& values = {}) {
     QStringList result;
-    db.queue()->inDatabase([&](SQLiteDatabase& connection) {
+    sonvale::DBTestAccess::queue(db)->inDatabase([&](SQLiteDatabase& connection) {
         auto cursor = connection.executeQuery(sql, values);
         while (cursor && cursor->next()) {
             QStringList fields;
@@ -79,7 +80,7 @@ QStringList rows(DB& db, const QString& sql, const std::vector<SQLValue>& values
 
 QStringList planOf(DB& db, const QString& sql, const std::vector<SQLValue>& values) {
     QStringList lines;
-    db.queue()->inDatabase([&](SQLiteDatabase& connection) {
+    sonvale::DBTestAccess::queue(db)->inDatabase([&](SQLiteDatabase& connection) {
         auto cursor = connection.executeQuery(QStringLiteral("EXPLAIN QUERY PLAN ") + sql, values);
         while (cursor && cursor->next()) {
             lines.append(QStringLiteral("%1 %2 %3")
@@ -93,7 +94,7 @@ QStringList planOf(DB& db, const QString& sql, const std::vector<SQLValue>& valu
 
 QStringList ftsRows(DB& db, const QString& table, const QString& query) {
     QStringList paths;
-    db.queue()->inDatabase([&](SQLiteDatabase& connection) {
+    sonvale::DBTestAccess::queue(db)->inDatabase([&](SQLiteDatabase& connection) {
         auto cursor = connection.executeQuery(ftsStatement(table), {SQLValue::text(ftsQuery(query))});
         while (cursor && cursor->next()) paths.append(cursor->stringForColumn(QStringLiteral("path")).value_or(QString()));
     });
@@ -110,7 +111,7 @@ struct Library {
 };
 
 void insertRows(DB& db, const QList<TrackRef>& tracks) {
-    db.queue()->inTransaction([&](SQLiteDatabase& connection, bool&) {
+    sonvale::DBTestAccess::queue(db)->inTransaction([&](SQLiteDatabase& connection, bool&) {
         for (const TrackRef& t : tracks) {
             auto cursor = connection.executeQuery(
                 QStringLiteral("INSERT INTO tracks (id, path, size, timestamp, track, title, artist, album, duration, "
@@ -124,7 +125,7 @@ void insertRows(DB& db, const QList<TrackRef>& tracks) {
 }
 
 void buildFts(Library& library) {
-    library.db->queue()->inDatabase([](SQLiteDatabase& connection) {
+    sonvale::DBTestAccess::queue(*library.db)->inDatabase([](SQLiteDatabase& connection) {
         connection.executeStatements(QStringLiteral("CREATE VIRTUAL TABLE fts_plain USING fts5(tokens);"
                                                     "CREATE VIRTUAL TABLE fts_prefix USING fts5(tokens, prefix='1 2 3 4');"));
     });
@@ -136,7 +137,7 @@ void buildFts(Library& library) {
     }
     for (const QString& table : kFtsTables) {
         const auto start = Clock::now();
-        library.db->queue()->inTransaction([&](SQLiteDatabase& connection, bool&) {
+        sonvale::DBTestAccess::queue(*library.db)->inTransaction([&](SQLiteDatabase& connection, bool&) {
             const QString sql = QStringLiteral("INSERT INTO %1 (rowid, tokens) VALUES (?, ?)").arg(table);
             for (qsizetype i = 0; i < texts.size(); ++i) {
                 if (auto cursor = connection.executeQuery(sql, {SQLValue::integer(library.tracks[i]->pk),

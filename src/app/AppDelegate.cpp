@@ -3,6 +3,7 @@
 #include "AboutDialog.h"
 #include "AppActions.h"
 #include "Appearance.h"
+#include "AudioFiles.h"
 #include "DB.h"
 #include "KeyboardShortcutsWindow.h"
 #include "Library.h"
@@ -28,7 +29,7 @@ namespace sonvale {
 
 AppDelegate::AppDelegate()
     : preferences_(std::make_unique<Preferences>()),
-      db_(std::make_shared<DB>()),
+      db_(openDatabase(*preferences_)),
       queues_(std::make_unique<Queues>()),
       library_(std::make_unique<Library>(db_, *queues_)),
       player_(std::make_unique<Player>(db_, *preferences_, *queues_)),
@@ -47,6 +48,15 @@ AppDelegate::~AppDelegate() { terminate(); }
 
 bool AppDelegate::isUsable() const { return db_->isOpen(); }
 
+std::shared_ptr<DB> AppDelegate::openDatabase(Preferences& preferences) {
+    auto db = std::make_shared<DB>();
+    if (const std::optional<DatabaseRecovery>& recovery = db->recovery()) {
+        preferences.currentPlaylistItem = recovery->positionOf(preferences.currentPlaylistItem);
+        preferences.save();
+    }
+    return db;
+}
+
 void AppDelegate::launch() {
     AppearanceStyle::apply(preferences_->appearance);
     registerObservers();
@@ -60,6 +70,27 @@ void AppDelegate::launch() {
     window_->restoreLayout();
     window_->show();
     tray_->refreshStatusLine();
+    reportRecovery();
+}
+
+void AppDelegate::reportRecovery() {
+    const std::optional<DatabaseRecovery>& recovery = db_->recovery();
+    if (!recovery) return;
+    QStringList roots;
+    for (const FolderRef& folder : library_->folders()) {
+        roots.append(folder->root);
+        library_->scanFolder(folder, supportedExtensions());
+    }
+    QString text = tr("The library database was damaged and has been replaced. The damaged file is kept as %1.")
+                       .arg(recovery->damagedCopy);
+    if (!recovery->playlistOrigins.isEmpty() || recovery->playlistLost > 0) {
+        text += QLatin1Char(' ') + tr("The playlist was carried over (%1 entries; %2 could not be read).")
+                                       .arg(recovery->playlistOrigins.size())
+                                       .arg(recovery->playlistLost);
+    }
+    if (!roots.isEmpty()) text += QLatin1Char(' ') + tr("The library folders are being scanned again.");
+    window_->showWarning(text, tr("Damage found: %1\nFolders scanned again:\n%2")
+                                   .arg(recovery->problem, roots.join(QLatin1Char('\n'))));
 }
 
 void AppDelegate::registerObservers() {

@@ -83,6 +83,11 @@ public:
     TrackInfoWindow& infoWindow();
 
 private:
+    // The library database, with the saved current playlist item made to follow its entry when
+    // the file was found damaged and rebuilt.
+    static std::shared_ptr<DB> openDatabase(Preferences& preferences);
+    // After a damaged database was rebuilt: scans the folders carried over and tells the user.
+    void reportRecovery();
     void registerObservers();
     void connectCommands();
 

@@ -220,6 +220,14 @@ void MainWindow::exportTracks(bool selectionOnly) {
     });
 }
 
+void MainWindow::showWarning(const QString& text, const QString& details) {
+    auto* box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Sonvale"), text, QMessageBox::Ok, this);
+    box->setDetailedText(details);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setWindowModality(Qt::WindowModal);
+    box->open();
+}
+
 void MainWindow::showCannotPlay(const QString& path, const QString& reason) {
     statusBar()->showMessage(tr("Cannot play %1: %2").arg(path, reason));
 }

@@ -40,6 +40,9 @@ public:
 
     // Opens or enqueues `paths` ("alwaysEnqueue" decides) as a drop or a file dialog does.
     void openUserPaths(const QStringList& paths);
+    // A warning over the window that does not hold the caller up (window-modal, closed by the
+    // user); `details` behind its details button.
+    void showWarning(const QString& text, const QString& details);
 
     TrackPanel* panel() const { return panel_; }
     PlaylistModel* model() const { return model_; }

@@ -2,6 +2,7 @@
 
 #include "DB.h"
 #include "FoldersCommand.h"
+#include "Preferences.h"
 #include "PlayCommand.h"
 #include "RemoveCommand.h"
 #include "ScanCommand.h"
@@ -71,9 +72,49 @@ int usageError(FILE* err, const QString& message) {
 
 std::shared_ptr<DB> CommandContext::openDatabase(const char* command) const {
     auto db = dataDir.isEmpty() ? std::make_shared<DB>() : std::make_shared<DB>(dataDir);
-    if (db->isOpen()) return db;
-    print(err, QStringLiteral("sonvale-cli %1: cannot open the database %2\n").arg(QLatin1String(command), db->path()));
-    return nullptr;
+    if (!db->isOpen()) {
+        print(err,
+              QStringLiteral("sonvale-cli %1: cannot open the database %2\n").arg(QLatin1String(command), db->path()));
+        return nullptr;
+    }
+    database = db;
+    if (const std::optional<DatabaseRecovery>& recovery = db->recovery()) {
+        Preferences preferences;
+        preferences.currentPlaylistItem = recovery->positionOf(preferences.currentPlaylistItem);
+        preferences.save();
+        QStringList roots;
+        for (const Folder& folder : recovery->folders) {
+            roots.append(QLatin1Char('\'') + folder.root + QLatin1Char('\''));
+        }
+        const auto count = [](qsizetype n, const char* one, const char* many) {
+            return QStringLiteral("%1 %2").arg(n).arg(QLatin1String(n == 1 ? one : many));
+        };
+        print(err, QStringLiteral("sonvale-cli %1: the library database was damaged (%2). It is kept as %3, and a new "
+                                  "one holds what could be read of it: %4 and %5 (%6 could not be read).\n")
+                       .arg(QLatin1String(command), recovery->problem, recovery->damagedCopy,
+                            count(recovery->folders.size(), "library folder", "library folders"),
+                            count(recovery->playlistOrigins.size(), "playlist entry", "playlist entries"))
+                       .arg(recovery->playlistLost));
+        if (!roots.isEmpty()) {
+            print(err, QStringLiteral("sonvale-cli %1: the tracks of the library folders come back when they are "
+                                      "scanned again: sonvale-cli scan %2\n")
+                           .arg(QLatin1String(command), roots.join(QLatin1Char(' '))));
+        }
+    }
+    return db;
+}
+
+int CommandContext::finish(const QString& command, int status) const {
+    if (!database) return status;
+    const bool recovered = database->recovery().has_value();
+    const bool damaged = database->isDamaged();
+    if (damaged) {
+        print(err, QStringLiteral("sonvale-cli %1: the library database %2 is damaged, so what was read of it may be "
+                                  "incomplete; the next command sets it aside and makes a new one from what can be "
+                                  "read of it\n")
+                       .arg(command, database->path()));
+    }
+    return status == 0 && (recovered || damaged) ? 3 : status;
 }
 
 void CommandContext::print(FILE* stream, const QString& text) {
@@ -95,6 +136,10 @@ QString CommandLine::helpText() {
         "  --data-dir DIR  keep the database in DIR instead of $XDG_DATA_HOME/Sonvale\n"
         "  -h, --help      show this help\n"
         "\n"
+        "A library database found damaged is kept beside the new one under a dated name; what can\n"
+        "still be read of it (library folders, playlist) goes into the new one, and the command\n"
+        "then exits with 3.\n"
+        "\n"
         "Commands:\n");
     for (const Command& command : kCommands) {
         text += QStringLiteral("  %1\n      %2\n").arg(QLatin1String(command.usage), QLatin1String(command.summary));
@@ -103,7 +148,7 @@ QString CommandLine::helpText() {
 }
 
 int CommandLine::run(const QStringList& arguments, FILE* out, FILE* err) {
-    CommandContext context{{}, {}, out, err};
+    CommandContext context{{}, {}, out, err, nullptr};
     QString commandName;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString& arg = arguments[i];
@@ -125,7 +170,7 @@ int CommandLine::run(const QStringList& arguments, FILE* out, FILE* err) {
     }
     if (commandName.isEmpty()) return usageError(err, QStringLiteral("no command given"));
     for (const Command& command : kCommands) {
-        if (commandName == QLatin1String(command.name)) return command.run(context);
+        if (commandName == QLatin1String(command.name)) return context.finish(commandName, command.run(context));
     }
     return usageError(err, QStringLiteral("unknown command '%1'").arg(commandName));
 }

@@ -10,8 +10,13 @@
 
 namespace sonvale {
 
-Player::Player(std::shared_ptr<DB> db, Preferences& preferences, Queues& queues)
-    : db_(std::move(db)),
+Player::Player(const std::shared_ptr<DB>& db, Preferences& preferences, Queues& queues)
+    : Player(db, db, preferences, queues) {}
+
+Player::Player(std::shared_ptr<TrackStorage> tracks, std::shared_ptr<PlaylistStorage> playlists,
+               Preferences& preferences, Queues& queues)
+    : trackStorage_(std::move(tracks)),
+      playlistStorage_(std::move(playlists)),
       preferences_(preferences),
       queues_(queues),
       playbackMode_(preferences.playbackMode),

@@ -18,6 +18,8 @@ namespace sonvale {
 
 class DB;
 class OperationQueue;
+class PlaylistStorage;
+class TrackStorage;
 class Preferences;
 class Queues;
 
@@ -27,8 +29,8 @@ class Queues;
 // Threads: make the player and call every member on the main thread (the QCoreApplication's),
 // whose event loop must run. Every signal is emitted on the main thread after the call that
 // caused it has returned (queued), so a receiver never re-enters the player mid-operation.
-// Metadata and artwork are read on `queues.artwork`; `db`, `preferences` and `queues` must
-// outlive the player, whose destruction waits for its work on that queue.
+// Metadata and artwork are read on `queues.artwork`; `preferences` and `queues` must outlive the
+// player, whose destruction waits for its work on that queue; it shares the storage roles.
 //
 // Failure: a file that cannot be opened when its item becomes current logs
 // "Cannot play <path>: <reason>", emits cannotPlay, leaves no current item and stops; the next
@@ -36,9 +38,14 @@ class Queues;
 class Player : public QObject {
     Q_OBJECT
 public:
-    // Restores the playback mode and volume from `preferences`, the saved playlist from `db`
-    // and the current item from the preference "current" (opened, not playing).
-    Player(std::shared_ptr<DB> db, Preferences& preferences, Queues& queues);
+    // Restores the playback mode and volume from `preferences`, the saved playlist from
+    // `playlists` and the current item from the preference "current" (opened, not playing). The
+    // player reaches storage only through these two roles: `tracks` for the records of opened
+    // files and their refreshed metadata, `playlists` for the saved playlist.
+    Player(std::shared_ptr<TrackStorage> tracks, std::shared_ptr<PlaylistStorage> playlists, Preferences& preferences,
+           Queues& queues);
+    // The two roles of one database.
+    Player(const std::shared_ptr<DB>& db, Preferences& preferences, Queues& queues);
     ~Player() override;
     Player(const Player&) = delete;
     Player& operator=(const Player&) = delete;
@@ -149,7 +156,8 @@ private:
     // Emits on the main thread once the current call has returned; any thread.
     void post(std::function<void()> call);
 
-    std::shared_ptr<DB> db_;
+    std::shared_ptr<TrackStorage> trackStorage_;
+    std::shared_ptr<PlaylistStorage> playlistStorage_;
     Preferences& preferences_;
     Queues& queues_;
     AudioEngine engine_;

@@ -1,10 +1,11 @@
-#include "DB.h"
 #include "PathExpander.h"
 #include "Player.h"
 #include "PlayerLog.h"
+#include "PlaylistStorage.h"
 #include "Preferences.h"
 #include "Queues.h"
 #include "TrackMetadata.h"
+#include "TrackStorage.h"
 
 #include <QElapsedTimer>
 #include <QSet>
@@ -44,7 +45,7 @@ void assignMetadata(Track& to, const Track& from) {
 QList<PlaylistItemRef> Player::open(const QStringList& paths, bool enqueue) {
     QList<PlaylistItemRef> added;
     const QStringList expanded = PathExpander::expand(paths);
-    const QList<TrackRef> tracks = db_->findOrInsertTracks(expanded);
+    const QList<TrackRef> tracks = trackStorage_->findOrInsertTracks(expanded);
     added.reserve(tracks.size());
     for (qsizetype i = 0; i < tracks.size(); ++i) {
         TrackRef track = tracks[i];
@@ -141,21 +142,24 @@ bool Player::saveCurrentPosition() {
 }
 
 bool Player::savePlaylist() {
-    const bool saved = db_->savePlaylist(playlistTracks());
+    const bool saved = playlistStorage_->savePlaylist(playlistTracks());
     return saveCurrentPosition() && saved;
 }
 
 void Player::savePlaylistInBackground(OperationQueue& queue, std::function<void(bool)> done) {
     const bool position = saveCurrentPosition();
     // Only the records' row ids are read there, which the main thread never changes.
-    queue.addOperation([this, db = db_, tracks = playlistTracks(), position, done = std::move(done)](const Operation&) {
-        const bool saved = db->savePlaylist(tracks);
+    queue.addOperation([this, playlists = playlistStorage_, tracks = playlistTracks(), position,
+                        done = std::move(done)](const Operation&) {
+        const bool saved = playlists->savePlaylist(tracks);
         post([done, saved, position] { done(saved && position); });
     });
 }
 
 void Player::restore() {
-    for (TrackRef& track : db_->loadPlaylist()) playlist_.items.append(std::make_shared<PlaylistItem>(std::move(track)));
+    for (TrackRef& track : playlistStorage_->loadPlaylist()) {
+        playlist_.items.append(std::make_shared<PlaylistItem>(std::move(track)));
+    }
     if (playlist_.items.isEmpty()) return;
     post([this] { emit playlistUpdated(); });
     const std::optional<qint64> index = preferences_.currentPlaylistItem;
@@ -169,9 +173,9 @@ void Player::refreshInBackground(const QList<PlaylistItemRef>& items, bool withA
     QList<Track> copies;
     copies.reserve(items.size());
     for (const PlaylistItemRef& item : items) copies.append(*item->track());
-    std::shared_ptr<DB> db = db_;
+    std::shared_ptr<TrackStorage> tracks = trackStorage_;
     std::shared_ptr<std::atomic<bool>> alive = alive_;
-    queues_.artwork.addOperation([this, items, copies, withArtwork, db, alive](const Operation& operation) mutable {
+    queues_.artwork.addOperation([this, items, copies, withArtwork, tracks, alive](const Operation& operation) mutable {
         // Results go to the main thread in small batches: one event per file would flood its
         // queue and hold off its timers and painting while a large folder is read.
         QList<std::pair<PlaylistItemRef, Track>> ready;
@@ -193,7 +197,7 @@ void Player::refreshInBackground(const QList<PlaylistItemRef>& items, bool withA
             if (operation.isCancelled() || !alive->load()) return;
             Track& copy = copies[i];
             if (refreshMetadata(copy, true) == RefreshResult::updated) {
-                db->updateTrack(copy);
+                tracks->updateTrack(copy);
                 ready.append({items[i], copy});
             }
             if (ready.size() >= kMetadataBatch || sinceFlush.elapsed() >= kMetadataBatchMs) flush();

@@ -27,8 +27,11 @@ DB::DB(const QString& dataDirectory, int targetVersion)
     : dataDirectory_(dataDirectory), path_(QDir(dataDirectory).filePath(fileName())) {
     QDir().mkpath(dataDirectory_);
     queue_ = SQLiteQueue::open(path_);
+    const std::optional<QString> damage = queue_ ? findDamage() : std::nullopt;
+    const bool replaced = damage && setAside(*damage);
     if (queue_) setUp();
     migrate(targetVersion);
+    if (replaced) carryOver();
 }
 
 void DB::setUp() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DatabaseRecovery.h"
 #include "FolderStorage.h"
 #include "IndexStorage.h"
 #include "PlaylistStorage.h"
@@ -16,12 +17,14 @@
 namespace sonvale {
 
 // The application's library database: the file "Sonvale DB.sqlite" in the data directory,
-// opened, set up (statement cache, foreign keys on, synchronous writes off) and brought to
-// the current schema when constructed. Construction never fails: when the file cannot be
+// opened, checked, set up (statement cache, foreign keys on, synchronous writes off) and brought
+// to the current schema when constructed. Construction never fails: when the file cannot be
 // opened the database has no queue and every operation does nothing and returns its empty
 // result; when the schema cannot be upgraded the file keeps its version (everything rolled
-// back) and the database is used as it is. All work runs on the queue; the object may be
-// used from any thread. Log lines go to "sonvale.db".
+// back) and the database is used as it is. A file found damaged when it is opened is moved
+// aside under a dated name and replaced by a new one holding what could be read of it (see
+// recovery()); a file of a newer schema is never taken for damaged. All work runs on the
+// queue; the object may be used from any thread. Log lines go to "sonvale.db".
 class DB : public TrackStorage,
            public FolderStorage,
            public PlaylistStorage,
@@ -43,6 +46,8 @@ public:
     // at an older version.
     DB(const QString& dataDirectory, int targetVersion);
 
+    // Marks the file for a check of every page at the next opening when damage was met.
+    ~DB() override;
     DB(const DB&) = delete;
     DB& operator=(const DB&) = delete;
 
@@ -50,8 +55,12 @@ public:
     const QString& path() const { return path_; }
     // False when the file could not be opened: every operation then does nothing.
     bool isOpen() const { return queue_ != nullptr; }
-    // nullptr when the file could not be opened.
-    SQLiteQueue* queue() const { return queue_.get(); }
+    // What became of the file when it was found damaged on opening; none when it was sound.
+    const std::optional<DatabaseRecovery>& recovery() const { return recovery_; }
+    // True once SQLite found the file damaged in this process (its first such error is logged
+    // clearly, the others not at all); the next opening then checks the whole file and recovers
+    // it. Operations go on meanwhile and give what they can read.
+    bool isDamaged() const;
 
     TrackRef track(const QString& path) override;
     TrackRef insertTrack(const QString& path) override;
@@ -87,7 +96,21 @@ public:
     static QString searchStatement(qsizetype wordCount);
 
 private:
+    // Tests and benchmarks reach the connection behind the storage roles through this.
+    friend class DBTestAccess;
+
+    // nullptr when the file could not be opened.
+    SQLiteQueue* queue() const { return queue_.get(); }
+
     void setUp();
+    // Opening, DBRecovery.cpp: why the file is damaged, or none.
+    std::optional<QString> findDamage();
+    // Moves the file (and its journal) aside and starts recovery_; false, with the file used
+    // as it is, when it cannot be moved.
+    bool setAside(const QString& problem);
+    // Writes what can be read of the moved file into the new one.
+    void carryOver();
+    QString damageMarkerPath() const;
     void migrate(int targetVersion);
     void backUp();
 
@@ -109,6 +132,7 @@ private:
     const QString dataDirectory_;
     const QString path_;
     std::unique_ptr<SQLiteQueue> queue_;
+    std::optional<DatabaseRecovery> recovery_;
     // Token text -> id; touched only inside queue blocks, which are its lock.
     QHash<QString, qint64> tokenCache_;
     // The search's copy of the tables, loaded on the first search; while it is not loaded the

@@ -1,5 +1,6 @@
 #include "SQLiteCursor.h"
 
+#include "StorageDamage.h"
 #include "StorageLog.h"
 
 #include <sqlite3.h>
@@ -12,7 +13,14 @@ static_assert(SQLiteCode::ok == SQLITE_OK && SQLiteCode::misuse == SQLITE_MISUSE
 namespace {
 
 void logStepError(int code, sqlite3_stmt* statement) {
-    qCWarning(lcDb, "DB Error: %d \"%s\"", code, sqlite3_errmsg(sqlite3_db_handle(statement)));
+    sqlite3* connection = sqlite3_db_handle(statement);
+    // A damaged file fails every read that reaches the damage: it is reported once, clearly.
+    if (StorageDamage::isDamageCode(code)) {
+        StorageDamage::note(QString::fromUtf8(sqlite3_db_filename(connection, "main")), code,
+                            QString::fromUtf8(sqlite3_errmsg(connection)));
+        return;
+    }
+    qCWarning(lcDb, "DB Error: %d \"%s\"", code, sqlite3_errmsg(connection));
 }
 
 }  // namespace

@@ -1,6 +1,9 @@
 #include "SQLiteDatabase.h"
 
+#include "StorageDamage.h"
 #include "StorageLog.h"
+
+#include <QUrl>
 
 #include <sqlite3.h>
 
@@ -34,9 +37,18 @@ int bindValue(sqlite3_stmt* statement, int index, const SQLValue& value) {
 QString SQLiteDatabase::libraryVersion() { return QString::fromUtf8(sqlite3_libversion()); }
 
 std::optional<SQLiteDatabase> SQLiteDatabase::open(const QString& path) {
+    return open(path, path.toUtf8(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+}
+
+std::optional<SQLiteDatabase> SQLiteDatabase::openUntouched(const QString& path) {
+    // immutable: no locks, no journal looked at or rolled back, nothing written.
+    const QByteArray uri = "file:" + QUrl::toPercentEncoding(path, "/") + "?immutable=1";
+    return open(path, uri, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+}
+
+std::optional<SQLiteDatabase> SQLiteDatabase::open(const QString& path, const QByteArray& name, int flags) {
     sqlite3* handle = nullptr;
-    const int code = sqlite3_open_v2(path.toUtf8().constData(), &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
-                                     nullptr);
+    const int code = sqlite3_open_v2(name.constData(), &handle, flags, nullptr);
     if (code != SQLITE_OK) {
         qCWarning(lcDb, "error opening!: %d", code);
         sqlite3_close(handle);
@@ -85,10 +97,14 @@ std::shared_ptr<SQLiteStatement> SQLiteDatabase::prepare(const QString& sql) {
     sqlite3_stmt* handle = nullptr;
     const int code = sqlite3_prepare_v2(handle_.get(), sql.toUtf8().constData(), -1, &handle, nullptr);
     if (code != SQLITE_OK || !handle) {
+        sqlite3_finalize(handle);
+        if (StorageDamage::isDamageCode(code)) {
+            StorageDamage::note(fileName(), code, lastErrorMessage());
+            return nullptr;
+        }
         qCWarning(lcDb, "DB Error: %d \"%s\"", sqlite3_errcode(handle_.get()), sqlite3_errmsg(handle_.get()));
         qCWarning(lcDb, "DB Query: %s", qUtf8Printable(sql));
         qCWarning(lcDb, "DB Path: %s", qUtf8Printable(path_));
-        sqlite3_finalize(handle);
         return nullptr;
     }
     return std::make_shared<SQLiteStatement>(SQLiteStatementHandle(handle));
@@ -114,6 +130,11 @@ bool SQLiteDatabase::executeStatements(const QString& sql) {
     if (!handle_) return false;
     char* message = nullptr;
     const int code = sqlite3_exec(handle_.get(), sql.toUtf8().constData(), nullptr, nullptr, &message);
+    if (StorageDamage::isDamageCode(code)) {
+        StorageDamage::note(fileName(), code, lastErrorMessage());
+        sqlite3_free(message);
+        return false;
+    }
     if (message) {
         // One text for every batch, whatever its statements were.
         qCWarning(lcDb, "Error inserting batch: %s", message);
@@ -141,6 +162,14 @@ qint64 SQLiteDatabase::userVersion() {
 
 qint64 SQLiteDatabase::lastInsertRowId() const {
     return handle_ ? sqlite3_last_insert_rowid(handle_.get()) : 0;
+}
+
+int SQLiteDatabase::lastErrorCode() const {
+    return handle_ ? sqlite3_extended_errcode(handle_.get()) : SQLITE_MISUSE;
+}
+
+QString SQLiteDatabase::fileName() const {
+    return handle_ ? QString::fromUtf8(sqlite3_db_filename(handle_.get(), "main")) : QString();
 }
 
 QString SQLiteDatabase::lastErrorMessage() const {

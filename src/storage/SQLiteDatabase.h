@@ -23,6 +23,9 @@ public:
     // Opens (creating when needed) the file read-write with a busy timeout of 2000 ms.
     // std::nullopt, with "error opening!: <code>" logged, when SQLite cannot open it.
     static std::optional<SQLiteDatabase> open(const QString& path);
+    // Opens the file for reading only, exactly as it is: no locks taken, a journal beside it
+    // neither read nor rolled back, nothing written. For salvaging a damaged file.
+    static std::optional<SQLiteDatabase> openUntouched(const QString& path);
     // The version of the SQLite library in use, read at run time.
     static QString libraryVersion();
 
@@ -55,6 +58,11 @@ public:
     qint64 userVersion();
     // Row id of the last row this connection inserted; 0 when none or closed.
     qint64 lastInsertRowId() const;
+    // SQLite's extended result code of the last failed call; SQLITE_MISUSE when closed.
+    int lastErrorCode() const;
+    // The file's full name as SQLite resolved it; empty when closed. Damage is noted under it
+    // (StorageDamage).
+    QString fileName() const;
     // SQLite's message for the last failed call; empty when closed.
     QString lastErrorMessage() const;
 
@@ -65,6 +73,7 @@ private:
     using StatementList = std::vector<std::shared_ptr<SQLiteStatement>>;
 
     SQLiteDatabase(QString path, SQLiteConnectionHandle handle);
+    static std::optional<SQLiteDatabase> open(const QString& path, const QByteArray& name, int flags);
 
     std::shared_ptr<SQLiteStatement> takeCachedStatement(const QString& sql);
     std::shared_ptr<SQLiteStatement> prepare(const QString& sql);

@@ -1,18 +1,23 @@
 #include "AppFixture.h"
 
 #include "AppActions.h"
+#include "DB.h"
 #include "MainWindow.h"
 #include "OpenBatch.h"
 #include "PlaylistModel.h"
 #include "PlaylistView.h"
 #include "Preferences.h"
+#include "SQLiteDatabase.h"
 #include "TrayIcon.h"
 
 #include <QAction>
+#include <QDir>
 #include <QHeaderView>
 #include <QMenu>
+#include <QMessageBox>
 
 using namespace sonvale;
+using namespace Qt::StringLiterals;
 
 int AppFixture::tableRows() { return app_->window().model()->rowCount({}); }
 
@@ -119,4 +124,45 @@ TEST_F(AppFixture, ARestartRestoresPlaylistCurrentItemGeometryAndColumnWidths) {
     EXPECT_FLOAT_EQ(player().volume(), 0.4f);
     EXPECT_EQ(app_->window().geometry().size(), geometry.size());
     EXPECT_EQ(app_->window().table()->horizontalHeader()->sectionSize(PlaylistModel::Artist), 211);
+}
+
+TEST_F(AppFixture, DamagedDatabaseIsReplacedWithTheCurrentItemFollowingItsEntryAndTheUserTold) {
+    // Enough entries for several pages of the playlist table; the last one current.
+    QStringList many;
+    for (int i = 0; i < 300; ++i) many += paths_;
+    player().open(many, false);
+    const PlaylistItemRef last = player().playlist().items.back();
+    player().playItem(last, false);
+    player().pause();
+    app_->terminate();
+    app_.reset();
+
+    const QString file = DB::defaultDataDirectory() + u"/"_s + DB::fileName();
+    {
+        // Noise over the playlist's first page: the entries on it are lost, the rest move up.
+        auto db = SQLiteDatabase::open(file);
+        ASSERT_TRUE(db);
+        auto page = db->executeQuery(u"SELECT pageno FROM dbstat WHERE name = 'playlist' AND pagetype = 'leaf' "
+                                     "ORDER BY pageno LIMIT 1"_s);
+        ASSERT_TRUE(page && page->next());
+        const qint64 number = page->int64ForIndex(0);
+        page.reset();
+        db.reset();
+        QFile bytes(file);
+        ASSERT_TRUE(bytes.open(QIODevice::ReadWrite) && bytes.seek((number - 1) * 4096));
+        ASSERT_EQ(bytes.write(QByteArray(4096, '\x7f')), 4096);
+    }
+
+    start();
+    const qsizetype kept = player().playlist().items.size();
+    EXPECT_GT(kept, 0);
+    EXPECT_LT(kept, many.size());
+    ASSERT_NE(player().current(), nullptr);
+    EXPECT_EQ(player().current(), player().playlist().items.back());
+    EXPECT_EQ(player().current()->track()->path, last->track()->path);
+    EXPECT_EQ(Preferences().currentPlaylistItem, kept - 1);
+    const auto boxes = app_->window().findChildren<QMessageBox*>();
+    ASSERT_EQ(boxes.size(), 1);
+    EXPECT_TRUE(boxes[0]->text().contains(u".damaged-"_s)) << boxes[0]->text().toStdString();
+    EXPECT_EQ(QDir(DB::defaultDataDirectory()).entryList({DB::fileName() + u".damaged-*"_s}, QDir::Files).size(), 1);
 }

@@ -4,11 +4,15 @@
 #include "SQLiteDatabase.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+
+#include <chrono>
+#include <random>
 
 using sonvale::DB;
 using sonvale::SQLiteDatabase;
@@ -46,6 +50,16 @@ protected:
         const QStringList folders = lines({u"folders"_s});
         const bool one = folders.size() == 1 && folders[0].startsWith(u"1\t"_s + root() + u"\t"_s);
         return one ? folders[0].section(u'\t', 2) : u"?"_s;
+    }
+    QString integrity() {
+        auto file = SQLiteDatabase::open(databaseFile());
+        auto check = file ? file->executeQuery(u"PRAGMA integrity_check"_s) : std::nullopt;
+        return check && check->next() ? check->stringForColumn(u"integrity_check"_s).value_or(u"?"_s) : u"unreadable"_s;
+    }
+    qint64 count(const QString& sql) {
+        auto file = SQLiteDatabase::open(databaseFile());
+        auto rows = file ? file->executeQuery(sql) : std::nullopt;
+        return rows && rows->next() ? rows->int64ForIndex(0) : -1;
     }
     bool listedAsScanned() {
         return QRegularExpression(u"^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ$"_s).match(lastScan()).hasMatch();
@@ -118,34 +132,88 @@ TEST_F(ScanCommandTest, VanishedLibraryFolderIsKeptUnlessForced) {
     EXPECT_TRUE(listedAsScanned());
 }
 
-TEST_F(ScanCommandTest, KilledMidScanLeavesASoundDatabaseThatTheNextScanCompletes) {
+TEST_F(ScanCommandTest, KilledAtAnyMomentOfAScanLeavesASoundDatabaseThatTheNextScanCompletes) {
     makeTrack(u"seed.flac"_s, u"Seed"_s);
-    constexpr int kCopies = 4000;
+    constexpr int kCopies = 1500;
     const auto seed = MediaFactory::readAll(root() + u"/seed.flac"_s);
     ASSERT_TRUE(seed);
     for (int i = 0; i < kCopies; ++i) ASSERT_FALSE(media.write(u"Music/t%1.flac"_s.arg(i), *seed).isEmpty());
+    std::mt19937 random(unsigned(testing::UnitTest::GetInstance()->random_seed()));
+    const auto soundAfterKill = [&](std::chrono::milliseconds longest) -> testing::AssertionResult {
+        QProcess scan;
+        scan.start(QStringLiteral(SONVALE_CLI), {u"--data-dir"_s, data.path(), u"scan"_s, root()});
+        if (!scan.waitForStarted(10000)) return testing::AssertionFailure() << "not started";
+        const int delay = std::uniform_int_distribution<int>(0, int(longest.count()))(random);
+        if (!scan.waitForFinished(delay)) {
+            scan.kill();
+            scan.waitForFinished(10000);
+        }
+        const QString check = integrity();
+        if (check == u"ok"_s) return testing::AssertionSuccess();
+        return testing::AssertionFailure() << "killed after " << delay << " ms: " << check.toStdString();
+    };
 
-    QProcess scan;
-    scan.start(QStringLiteral(SONVALE_CLI), {u"--data-dir"_s, data.path(), u"scan"_s, root()});
-    // The per-file pass reports each new track on stdout as it gives it to the folder: killed
-    // about a quarter of the way through, amid its writes.
-    qsizetype assigned = 0;
-    while (assigned < kCopies / 4 && scan.waitForReadyRead(60000)) assigned += scan.readAllStandardOutput().count('\n');
-    ASSERT_GE(assigned, kCopies / 4) << scan.readAllStandardError().constData();
-    scan.kill();
-    ASSERT_TRUE(scan.waitForFinished(10000));
-    EXPECT_EQ(scan.exitStatus(), QProcess::CrashExit);
-
-    {
-        auto file = SQLiteDatabase::open(databaseFile());
-        ASSERT_TRUE(file);
-        auto check = file->executeQuery(u"PRAGMA integrity_check"_s);
-        ASSERT_TRUE(check && check->next());
-        EXPECT_EQ(check->stringForColumn(u"integrity_check"_s), u"ok"_s);
+    // First scans, each from no database at all, killed anywhere in their course; a whole one
+    // measures that course.
+    QElapsedTimer timer;
+    timer.start();
+    ASSERT_TRUE(summarises(cli({u"scan"_s, root()}), kCopies + 1));
+    const std::chrono::milliseconds first(timer.elapsed() * 3 / 2);
+    for (int kill = 0; kill < 12; ++kill) {
+        for (const QString& file : QDir(data.path()).entryList(QDir::Files)) {
+            ASSERT_TRUE(QDir(data.path()).remove(file));
+        }
+        EXPECT_TRUE(soundAfterKill(first)) << kill;
     }
-    EXPECT_EQ(lastScan(), u"never"_s);
+    EXPECT_TRUE(summarises(cli({u"scan"_s, root()}), kCopies + 1));
+
+    // Rescans: the records committed by the whole scan stay whatever moment a rescan dies at.
+    timer.restart();
+    ASSERT_TRUE(summarises(cli({u"scan"_s, root()}), kCopies + 1));
+    const std::chrono::milliseconds rescan(timer.elapsed() * 3 / 2);
+    for (int kill = 0; kill < 12; ++kill) {
+        EXPECT_TRUE(soundAfterKill(rescan)) << kill;
+        EXPECT_EQ(count(u"SELECT COUNT(*) FROM tracks"_s), kCopies + 1) << kill;
+        EXPECT_EQ(count(u"SELECT COUNT(*) FROM folders"_s), 1) << kill;
+    }
 
     EXPECT_TRUE(summarises(cli({u"scan"_s, root()}), kCopies + 1));
     EXPECT_TRUE(listedAsScanned());
     EXPECT_EQ(lines({u"search"_s, u"seed"_s}).size(), kCopies + 1);
+}
+
+TEST_F(ScanCommandTest, DamagedDatabaseIsReportedSetAsideAndItsFolderScannedBack) {
+    makeTrack(u"a.flac"_s, u"Glacier"_s);
+    makeTrack(u"b.flac"_s, u"Harbour"_s);
+    ASSERT_TRUE(summarises(cli({u"scan"_s, root()}), 2));
+    {
+        // Noise over the search tokens' occurrences, which the check at opening does not read.
+        auto file = SQLiteDatabase::open(databaseFile());
+        ASSERT_TRUE(file);
+        auto page = file->executeQuery(u"SELECT pageno FROM dbstat WHERE name = 'occurences'"_s);
+        ASSERT_TRUE(page && page->next());
+        const qint64 number = page->int64ForIndex(0);
+        page.reset();
+        file.reset();
+        QFile db(databaseFile());
+        ASSERT_TRUE(db.open(QIODevice::ReadWrite) && db.seek((number - 1) * 4096));
+        ASSERT_EQ(db.write(QByteArray(4096, '\x5a')), 4096);
+    }
+
+    const CliResult search = cli({u"search"_s, u"glacier"_s});
+    EXPECT_EQ(search.exitCode, 3);
+    EXPECT_TRUE(search.err.contains("is damaged")) << search.err.constData();
+    EXPECT_FALSE(search.err.contains("DB Error: 11")) << search.err.constData();
+
+    // The next command sets the file aside and carries the folder over, to be scanned again.
+    const CliResult folders = cli({u"folders"_s});
+    EXPECT_EQ(folders.exitCode, 3);
+    EXPECT_TRUE(folders.err.contains(".damaged-")) << folders.err.constData();
+    EXPECT_TRUE(folders.err.contains("sonvale-cli scan '" + root().toUtf8())) << folders.err.constData();
+    EXPECT_EQ(QString::fromUtf8(folders.out), u"1\t"_s + root() + u"\tnever\n"_s);
+    EXPECT_EQ(QDir(data.path()).entryList({u"*.damaged-*"_s}, QDir::Files).size(), 1);
+
+    EXPECT_TRUE(summarises(cli({u"scan"_s, root()}), 2));
+    EXPECT_EQ(lines({u"search"_s, u"glacier"_s}), QStringList{root() + u"/a.flac"_s});
+    EXPECT_TRUE(listedAsScanned());
 }

@@ -1,6 +1,7 @@
 #include "Library.h"
 
 #include "AudioFiles.h"
+#include "DBTestAccess.h"
 #include "EventLoop.h"
 #include "MediaFactory.h"
 
@@ -75,7 +76,7 @@ protected:
     // Column v of every row of `sql`, as text.
     QStringList column(const QString& sql) {
         QStringList values;
-        db->queue()->inDatabase([&](SQLiteDatabase& connection) {
+        sonvale::DBTestAccess::queue(*db)->inDatabase([&](SQLiteDatabase& connection) {
             auto rows = connection.executeQuery(sql);
             while (rows && rows->next()) values.append(rows->stringForColumn(u"v"_s).value_or(u"NULL"_s));
         });
@@ -134,7 +135,7 @@ TEST_F(LibraryTest, RescanTouchesOnlyChangedAndMissingFiles) {
     const FolderRef folder = addFolder(media.path(u"M"_s));
     ASSERT_TRUE(waitForScans(1));
 
-    db->queue()->inDatabase([](SQLiteDatabase& connection) {
+    sonvale::DBTestAccess::queue(*db)->inDatabase([](SQLiteDatabase& connection) {
         ASSERT_TRUE(connection.executeStatements(
             u"UPDATE tracks SET title = 'Sentinel' WHERE title = 'Same'; CREATE TEMP TABLE writes (path TEXT);"
             "CREATE TEMP TRIGGER written AFTER UPDATE ON main.tracks BEGIN INSERT INTO writes VALUES (new.path); END;"_s));

@@ -2,6 +2,7 @@
 
 #include "DB.h"
 #include "EventLoop.h"
+#include "PlaylistStorage.h"
 #include "LogCapture.h"
 #include "MediaFactory.h"
 #include "SoundServer.h"
@@ -290,6 +291,25 @@ TEST_F(PlayerTest, PlaylistMetadataAndCurrentItemSurviveARestart) {
     ASSERT_TRUE(spinUntil([this] { return setups_.size() == 2; }, 5));
     EXPECT_EQ(player_->current()->track()->path, paths_[2]);
     EXPECT_TRUE(player_->isPlaying());
+}
+
+// A saved playlist that cannot be written (a full disk, a damaged file) and holds nothing.
+class UnwritablePlaylist final : public PlaylistStorage {
+public:
+    bool savePlaylist(const QList<TrackRef>&) override { return false; }
+    QList<TrackRef> loadPlaylist() override { return {}; }
+};
+
+TEST_F(PlayerTest, PlaylistThatCannotBeStoredIsReportedAndTheCurrentItemKeptAllTheSame) {
+    player_.reset();
+    player_ = std::make_unique<Player>(std::make_shared<DB>(dataDir_.path()), std::make_shared<UnwritablePlaylist>(),
+                                       *preferences_, queues_);
+    items_ = player_->open(paths_, false);
+    ASSERT_EQ(items_.size(), 3);
+    player_->playItem(items_[2], false);
+    player_->pause();
+    EXPECT_FALSE(player_->savePlaylist());
+    EXPECT_EQ(Preferences().currentPlaylistItem, 2);
 }
 
 }  // namespace

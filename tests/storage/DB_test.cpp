@@ -62,7 +62,7 @@ TEST(DB, DataDirectoryFollowsXdgDataHomeAndIsMadeWithItsParents) {
     setenv("XDG_DATA_HOME", QFile::encodeName(home).constData(), 1);
     {
         DB db;
-        EXPECT_TRUE(db.queue());
+        EXPECT_TRUE(db.isOpen());
         EXPECT_EQ(db.path(), dbPathIn(home + u"/Sonvale"_s));
     }
     setenv("XDG_DATA_HOME", saved.constData(), 1);
@@ -71,21 +71,6 @@ TEST(DB, DataDirectoryFollowsXdgDataHomeAndIsMadeWithItsParents) {
     const QString given = dir.filePath(u"x/y"_s);
     { DB db(given); }
     EXPECT_TRUE(QFile::exists(dbPathIn(given)));
-}
-
-TEST(DB, FileThatIsNotADatabaseIsLeftAsItIs) {
-    QTemporaryDir dir;
-    const QByteArray garbage = QByteArray("not a database, just some text ").repeated(512);
-    {
-        QFile file(dbPathIn(dir.path()));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(garbage) == garbage.size());
-    }
-    LogCapture log;
-    { DB db(dir.path()); }
-    EXPECT_EQ(MediaFactory::readAll(dbPathIn(dir.path())), garbage);
-    EXPECT_EQ(filesIn(dir.path()), QStringList({DB::fileName()}));
-    EXPECT_TRUE(log.contains(u"DB Error: 26 \"file is not a database\""_s));
-    EXPECT_TRUE(log.contains(QtCriticalMsg, u"DB migration could not start a transaction"_s));
 }
 
 TEST(DB, DatabaseLockedByAnotherConnectionIsLeftAsItIs) {
@@ -97,7 +82,7 @@ TEST(DB, DatabaseLockedByAnotherConnectionIsLeftAsItIs) {
     {
         LogCapture log;
         DB db(dir.path());
-        EXPECT_TRUE(db.queue());
+        EXPECT_TRUE(db.isOpen());
         EXPECT_TRUE(log.contains(u"DB Error: 5 \"database is locked\""_s));
         EXPECT_TRUE(log.contains(QtCriticalMsg, u"DB migration could not start a transaction"_s));
     }

@@ -50,13 +50,15 @@ QStringList column(SQLiteDatabase& db, const QString& sql, const std::vector<SQL
 
 QStringList column(sonvale::DB& db, const QString& sql, const std::vector<SQLValue>& values) {
     QStringList result;
-    db.queue()->inDatabase([&](SQLiteDatabase& connection) { result = column(connection, sql, values); });
+    sonvale::DBTestAccess::queue(db)->inDatabase(
+        [&](SQLiteDatabase& connection) { result = column(connection, sql, values); });
     return result;
 }
 
 bool exec(sonvale::DB& db, const QString& sql) {
     bool ok = false;
-    db.queue()->inDatabase([&](SQLiteDatabase& connection) { ok = connection.executeStatements(sql); });
+    sonvale::DBTestAccess::queue(db)->inDatabase(
+        [&](SQLiteDatabase& connection) { ok = connection.executeStatements(sql); });
     return ok;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DB.h"
+#include "DBTestAccess.h"
 #include "SQLiteDatabase.h"
 
 #include <QString>

@@ -132,7 +132,7 @@ TEST(TrackStorage, WithoutADatabaseEveryOperationIsEmpty) {
     ASSERT_TRUE(QDir(dir.path()).mkdir(DB::fileName()));
     LogCapture log;
     DB db(dir.path());
-    ASSERT_FALSE(db.queue());
+    ASSERT_FALSE(db.isOpen());
     sonvale::Folder folder{std::nullopt, u"/m"_s, std::nullopt};
     EXPECT_FALSE(db.insertTrack(u"/m/a.flac"_s) || db.track(u"/m/a.flac"_s) || db.addFolder(folder) || folder.pk ||
                  db.savePlaylist({}) || db.tokenId(u"a"_s));
