@@ -12,6 +12,7 @@
 // Needs a PulseAudio server for the player (scripts/with-pulseaudio.sh).
 
 #include "DB.h"
+#include "DBTestAccess.h"
 #include "Index.h"
 #include "Library.h"
 #include "LibraryGenerator.h"
@@ -60,7 +61,7 @@ double percentile(std::vector<double> values, double p) {
 // The generated tracks under one library folder, with their tokens, as a scan leaves them.
 QList<TrackRef> buildLibrary(DB& db, int count) {
     QList<TrackRef> tracks = LibraryGenerator().tracks(count);
-    db.queue()->inTransaction([&](SQLiteDatabase& connection, bool&) {
+    sonvale::DBTestAccess::queue(db)->inTransaction([&](SQLiteDatabase& connection, bool&) {
         for (const TrackRef& t : tracks) {
             auto cursor = connection.executeQuery(
                 QStringLiteral("INSERT INTO tracks (id, path, size, timestamp, track, title, artist, album, duration, "
