@@ -35,16 +35,28 @@ void DB::saveIndex(const Index& index) {
     if (!queue_) return;
     // Single failed rows are logged by the cursor and do not stop the write: the transaction
     // always commits.
-    const bool committed = queue_->inTransaction([&](SQLiteDatabase& db, bool&) { writeIndex(db, index); });
+    const bool committed = queue_->inTransaction([&](SQLiteDatabase& db, bool&) {
+        writeIndex(db, index);
+        // The tracks may have had tokens before: what was known of them no longer holds.
+        QSet<qint64> given;
+        for (const QList<TrackRef>& tracks : index.occurences) {
+            for (const TrackRef& track : tracks) given.insert(track->pk);
+        }
+        for (const qint64 id : given) forgetDigest(db, id);
+    });
     // What the copies took from the transaction is gone with it.
     if (!committed) queue_->inDatabase([this](SQLiteDatabase&) { forgetCopies(); });
 }
 
-void DB::writeIndex(SQLiteDatabase& db, const Index& index) {
+QSet<qint64> DB::writeIndex(SQLiteDatabase& db, const Index& index) {
+    QSet<qint64> failed;
     QSet<qint64> written;
     for (auto entry = index.occurences.constBegin(); entry != index.occurences.constEnd(); ++entry) {
         const std::optional<qint64> token = tokenId(db, TrackRow::nfc(entry.key()));
-        if (!token) continue;
+        if (!token) {
+            for (const TrackRef& track : entry.value()) failed.insert(track->pk);
+            continue;
+        }
         written.clear();
         for (const TrackRef& track : entry.value()) {
             // A track of a scan batch that could not be stored has no pk.
@@ -52,11 +64,14 @@ void DB::writeIndex(SQLiteDatabase& db, const Index& index) {
             written.insert(track->pk);
             auto cursor = db.executeQuery(QStringLiteral("INSERT INTO occurences (token_id, track_id) VALUES(?, ?);"),
                                           {SQLValue::integer(*token), SQLValue::integer(track->pk)});
-            if (cursor && cursor->step() == SQLiteCode::done && searchIndexLoaded_) {
-                searchIndex_.addOccurrence(*token, track->pk);
+            if (cursor && cursor->step() == SQLiteCode::done) {
+                if (searchIndexLoaded_) searchIndex_.addOccurrence(*token, track->pk);
+            } else {
+                failed.insert(track->pk);
             }
         }
     }
+    return failed;
 }
 
 bool DB::saveScanBatch(ScanBatch& batch) {
@@ -69,11 +84,30 @@ bool DB::saveScanBatch(ScanBatch& batch) {
         for (const qint64 id : batch.cleared) {
             auto cursor = db.executeQuery(QStringLiteral("DELETE FROM occurences WHERE track_id=?"), {SQLValue::integer(id)});
             if (cursor && cursor->step() == SQLiteCode::done && searchIndexLoaded_) searchIndex_.clearOccurrences(id);
+            forgetDigest(db, id);
         }
-        writeIndex(db, batch.index);
+        const QSet<qint64> failed = writeIndex(db, batch.index);
+        if (digests_) {
+            for (const auto& [track, digest] : batch.indexed) {
+                if (track->pk == 0 || failed.contains(track->pk)) continue;
+                auto cursor = db.executeQuery(
+                    QStringLiteral("INSERT OR REPLACE INTO indexed_texts (track_id, digest) VALUES(?, ?)"),
+                    {SQLValue::integer(track->pk), SQLValue::integer(qint64(digest))});
+                if (cursor) cursor->step();
+            }
+        }
+        for (const qint64 id : batch.unknown) forgetDigest(db, id);
     });
     if (!committed) queue_->inDatabase([this](SQLiteDatabase&) { forgetCopies(); });
     return committed;
+}
+
+void DB::forgetDigest(SQLiteDatabase& db, qint64 trackId) {
+    if (!digests_) return;
+    if (auto cursor = db.executeQuery(QStringLiteral("DELETE FROM indexed_texts WHERE track_id=?"),
+                                      {SQLValue::integer(trackId)})) {
+        cursor->step();
+    }
 }
 
 void DB::clearIndex(qint64 folderPk) {
@@ -87,8 +121,18 @@ void DB::clearIndex(qint64 folderPk) {
             forgetCopies();
             return;
         }
+        forgetFolderDigests(db, folderPk);
         for (const qint64 id : cleared) searchIndex_.clearOccurrences(id);
     });
+}
+
+void DB::forgetFolderDigests(SQLiteDatabase& db, qint64 folderPk) {
+    if (!digests_) return;
+    if (auto cursor = db.executeQuery(
+            QStringLiteral("DELETE FROM indexed_texts WHERE track_id IN (SELECT id FROM tracks WHERE folder=?)"),
+            {SQLValue::integer(folderPk)})) {
+        cursor->step();
+    }
 }
 
 }  // namespace sonvale

@@ -126,6 +126,11 @@ qint64 SQLiteCursor::int64ForIndex(int index) const {
     return sqlite3_column_int64(liveHandle(), index);
 }
 
+bool SQLiteCursor::isNullForIndex(int index) const {
+    if (index < 0 || index >= columnCount()) return true;
+    return sqlite3_column_type(liveHandle(), index) == SQLITE_NULL;
+}
+
 std::string_view SQLiteCursor::utf8ForIndex(int index) const {
     if (index < 0 || index >= columnCount()) return {};
     // The text first, then its length: that order leaves the text's bytes where they are.

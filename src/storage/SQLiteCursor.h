@@ -53,6 +53,8 @@ public:
     std::optional<QString> stringForColumn(const QString& name);
     // Column `index` of the current row; 0 when it is out of range.
     qint64 int64ForIndex(int index) const;
+    // Whether column `index` of the current row is NULL; true when it is out of range.
+    bool isNullForIndex(int index) const;
     // The UTF-8 bytes of column `index` of the current row, valid until the cursor moves or
     // closes; empty when NULL or out of range.
     std::string_view utf8ForIndex(int index) const;
