@@ -114,7 +114,7 @@ TEST_F(TrackStorageTest, RemoveMissingTracksDeletesOnlyTheFolderTracksNotFound) 
     // The walk reports the first path decomposed; the others under /m are gone.
     db.removeMissingTracks(m, {kDecomposed});
 
-    // The queued track cannot go while the saved playlist refers to it.
+    // The queued track cannot go while the saved playlist refers to it; it stays without tokens.
     EXPECT_EQ(column(db, u"SELECT path AS v FROM tracks ORDER BY id"_s),
               QStringList({kComposed, u"/m/queued.flac"_s, u"/n/other.flac"_s}));
     EXPECT_TRUE(log.contains(u"DB Error: 19 \"FOREIGN KEY constraint failed\""_s));
@@ -124,6 +124,8 @@ TEST_F(TrackStorageTest, RemoveMissingTracksDeletesOnlyTheFolderTracksNotFound) 
         EXPECT_EQ(column(db, count, {SQLValue::integer(ids[1])}), QStringList{u"0"_s});
         EXPECT_NE(column(db, count, {SQLValue::integer(ids[0])}), QStringList{u"0"_s});
     }
+    EXPECT_EQ(column(db, u"SELECT track_id AS v FROM occurences ORDER BY 1"_s),
+              QStringList({QString::number(ids[0]), QString::number(ids[3])}));
 }
 
 TEST(TrackStorage, WithoutADatabaseEveryOperationIsEmpty) {
