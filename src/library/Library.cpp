@@ -80,7 +80,7 @@ qsizetype Library::addListener(LibraryListener* listener) {
 
 void Library::collectAndClean(const FolderRef& folder, Folder stored, const QStringList& extensions,
                               const std::shared_ptr<void>& pending) {
-    const QStringList paths = collectAudioFiles(stored.root, extensions);
+    const QList<FoundFile> files = collectAudioFiles(stored.root, extensions);
 
     stored.state = Folder::State::indexing;
     stored.lastCompletedScan.reset();
@@ -91,8 +91,8 @@ void Library::collectAndClean(const FolderRef& folder, Folder stored, const QStr
     // Records are compared in normalization form C on both sides: the names on disk may be
     // decomposed. Composed once here for the cleanup and the pass.
     QStringList composed;
-    composed.reserve(paths.size());
-    for (const QString& path : paths) composed.append(path.normalized(QString::NormalizationForm_C));
+    composed.reserve(files.size());
+    for (const FoundFile& file : files) composed.append(file.path.normalized(QString::NormalizationForm_C));
     Known known;
     if (stored.pk) {
         folderStorage_->updateFolder(stored);
@@ -108,17 +108,17 @@ void Library::collectAndClean(const FolderRef& folder, Folder stored, const QStr
         // pass reaches their file, so a search meanwhile finds the folder as it was.
         known.records = trackStorage_->removeMissingTracks(*stored.pk, found);
     }
-    queues_.index.addOperation([this, paths, composed, folder, stored, known, pending](const Operation&) {
-        indexFolderFiles(paths, composed, folder, stored, known);
+    queues_.index.addOperation([this, files, composed, folder, stored, known, pending](const Operation&) {
+        indexFolderFiles(files, composed, folder, stored, known);
     });
 }
 
-void Library::indexFolderFiles(const QStringList& paths, const QStringList& composed, const FolderRef& folder,
+void Library::indexFolderFiles(const QList<FoundFile>& files, const QStringList& composed, const FolderRef& folder,
                                Folder stored, const Known& known) {
     Pass pass;
-    const qsizetype total = paths.size();
+    const qsizetype total = files.size();
     for (qsizetype i = 0; i < total; ++i) {
-        if (!indexFile(paths[i], composed[i], stored.pk.value_or(0), known, pass)) continue;
+        if (!indexFile(files[i], composed[i], stored.pk.value_or(0), known, pass)) continue;
         // An unchanged file adds nothing, so a rescan of an unchanged folder writes no batch.
         if (i % kFlushEvery == 0 && !pass.batch.isEmpty()) flush(pass.batch);
         if (i % kProgressEvery == 0) {
@@ -143,9 +143,10 @@ void Library::indexFolderFiles(const QStringList& paths, const QStringList& comp
     });
 }
 
-bool Library::indexFile(const QString& path, const QString& composed, qint64 folderPk, const Known& known,
+bool Library::indexFile(const FoundFile& file, const QString& composed, qint64 folderPk, const Known& known,
                         Pass& pass) {
     ScanBatch& batch = pass.batch;
+    const QString& path = file.path;
     // The folder's own records were read in one go; others (new files, records of another
     // folder or of none) are looked up one by one, and new ones stored with the batch.
     TrackRef track = known.records.tracks.value(composed);
@@ -159,7 +160,8 @@ bool Library::indexFile(const QString& path, const QString& composed, qint64 fol
     // The database keeps the composed spelling; the file is opened by the name found on disk.
     track->path = path;
 
-    const RefreshResult result = refreshMetadata(*track, true);
+    // The walk has just read the file's size and modification time.
+    const RefreshResult result = refreshMetadata(*track, file.values);
     const bool reassigned = track->folder == 0;
     if (reassigned) {
         // Flushed with the batch: one write for many lines.

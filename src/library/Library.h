@@ -1,5 +1,6 @@
 #pragma once
 
+#include "AudioFiles.h"
 #include "DB.h"
 #include "FolderStorage.h"
 #include "IndexStorage.h"
@@ -80,12 +81,12 @@ private:
     void collectAndClean(const FolderRef& folder, Folder stored, const QStringList& extensions,
                          const std::shared_ptr<void>& pending);
     // Index queue: every file's record and tokens, then the folder's completion. `composed`
-    // holds the paths in normalization form C, in the same order.
-    void indexFolderFiles(const QStringList& paths, const QStringList& composed, const FolderRef& folder,
+    // holds the files' paths in normalization form C, in the same order.
+    void indexFolderFiles(const QList<FoundFile>& files, const QStringList& composed, const FolderRef& folder,
                           Folder stored, const Known& known);
     // One file of the pass, its writes added to the pass's batch; false when it gets no tokens
     // and skips the flush and progress steps.
-    bool indexFile(const QString& path, const QString& composed, qint64 folderPk, const Known& known, Pass& pass);
+    bool indexFile(const FoundFile& file, const QString& composed, qint64 folderPk, const Known& known, Pass& pass);
     // The tokens of `track`, a record of the folder being scanned: kept when they are those of
     // its texts, else replaced. `getsTokens` is false when its file could not be examined.
     void indexOwnTrack(const TrackRef& track, bool getsTokens, bool shared, const Known& known, Pass& pass);

@@ -153,13 +153,16 @@ FolderRecords DB::removeMissingTracks(qint64 folderPk, const QSet<QString>& foun
                                                               "artist, album, duration, bitRate, sampleRate, channels, "
                                                               "metaVersion, status FROM tracks WHERE folder=?"),
                                     {SQLValue::integer(folderPk)});
-        const int digestColumn = digests_ && rows ? rows->columnIndex(QStringLiteral("digest")) : -1;
-        while (rows && rows->next()) {
-            const std::optional<QString> path = rows->stringForColumn(QStringLiteral("path"));
-            const qint64 id = rows->int64ForColumn(QStringLiteral("id"));
+        if (!rows) return;
+        // Found once: a folder has many rows.
+        const TrackRow::Columns columns = TrackRow::columnsOf(*rows);
+        const int digestColumn = digests_ ? rows->columnIndex(QStringLiteral("digest")) : -1;
+        while (rows->next()) {
+            const std::optional<QString> path = rows->stringForIndex(columns.path);
+            const qint64 id = rows->int64ForIndex(columns.id);
             if (path && !present.contains(*path)) {
                 missing.append(id);
-            } else if (TrackRef track = path ? TrackRow::fromRow(*rows) : nullptr) {
+            } else if (TrackRef track = path ? TrackRow::fromRow(*rows, columns) : nullptr) {
                 if (digestColumn >= 0 && !rows->isNullForIndex(digestColumn)) {
                     staying.indexed.insert(id, quint64(rows->int64ForIndex(digestColumn)));
                 }
