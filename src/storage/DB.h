@@ -13,6 +13,7 @@
 #include <QString>
 
 #include <memory>
+#include <vector>
 
 namespace sonvale {
 
@@ -98,6 +99,13 @@ private:
     void writeTrack(SQLiteDatabase& db, const Track& track);
     // The pks of the tracks of which some row could not be written.
     QSet<qint64> writeIndex(SQLiteDatabase& db, const Index& index);
+    struct Occurrence {
+        qint64 token;
+        qint64 track;
+    };
+    static constexpr qsizetype kOccurrencesPerInsert = 64;
+    // Writes `rows`, adding to `failed` the tracks of those that could not be written.
+    void insertOccurrences(SQLiteDatabase& db, const std::vector<Occurrence>& rows, QSet<qint64>& failed);
     // Deletes what is known of the tokens of `trackId` (see IndexStorage).
     void forgetDigest(SQLiteDatabase& db, qint64 trackId);
     void forgetFolderDigests(SQLiteDatabase& db, qint64 folderPk);

@@ -3,6 +3,9 @@
 #include "TrackRow.h"
 
 #include <QSet>
+#include <QStringList>
+
+#include <vector>
 
 namespace sonvale {
 
@@ -50,6 +53,7 @@ void DB::saveIndex(const Index& index) {
 
 QSet<qint64> DB::writeIndex(SQLiteDatabase& db, const Index& index) {
     QSet<qint64> failed;
+    std::vector<Occurrence> rows;
     QSet<qint64> written;
     for (auto entry = index.occurences.constBegin(); entry != index.occurences.constEnd(); ++entry) {
         const std::optional<qint64> token = tokenId(db, TrackRow::nfc(entry.key()));
@@ -62,16 +66,71 @@ QSet<qint64> DB::writeIndex(SQLiteDatabase& db, const Index& index) {
             // A track of a scan batch that could not be stored has no pk.
             if (track->pk == 0 || written.contains(track->pk)) continue;
             written.insert(track->pk);
-            auto cursor = db.executeQuery(QStringLiteral("INSERT INTO occurences (token_id, track_id) VALUES(?, ?);"),
-                                          {SQLValue::integer(*token), SQLValue::integer(track->pk)});
-            if (cursor && cursor->step() == SQLiteCode::done) {
-                if (searchIndexLoaded_) searchIndex_.addOccurrence(*token, track->pk);
-            } else {
-                failed.insert(track->pk);
-            }
+            rows.push_back({*token, track->pk});
         }
     }
+    insertOccurrences(db, rows, failed);
     return failed;
+}
+
+void DB::insertOccurrences(SQLiteDatabase& db, const std::vector<Occurrence>& rows, QSet<qint64>& failed) {
+    // Most of a first scan goes into these rows. One statement per row costs a statement's
+    // set-up and tear-down (its cursors on the table, its two indexes and the parents of its
+    // two foreign keys) for each of them; one statement of many rows shares them. The rows
+    // and their order in the table's indexes are the same either way.
+    static const QString kManyRows = [] {
+        QStringList values;
+        for (qsizetype i = 0; i < kOccurrencesPerInsert; ++i) values.append(QStringLiteral("(?, ?)"));
+        return QStringLiteral("INSERT INTO occurences (token_id, track_id) VALUES ") + values.join(QLatin1Char(','));
+    }();
+    // A row whose track is not stored fails its foreign key and would take the whole statement
+    // with it: such rows go one by one, each failure logged as before. The tokens come from the
+    // token table or the cache of its ids, and are never deleted.
+    QHash<qint64, bool> stored;
+    const auto isStored = [&](qint64 track) {
+        auto known = stored.find(track);
+        if (known == stored.end()) {
+            auto cursor = db.executeQuery(QStringLiteral("SELECT 1 FROM tracks WHERE id=?"), {SQLValue::integer(track)});
+            known = stored.insert(track, cursor && cursor->next());
+        }
+        return known.value();
+    };
+    const auto insertOne = [&](const Occurrence& row) {
+        auto cursor = db.executeQuery(QStringLiteral("INSERT INTO occurences (token_id, track_id) VALUES(?, ?);"),
+                                      {SQLValue::integer(row.token), SQLValue::integer(row.track)});
+        if (cursor && cursor->step() == SQLiteCode::done) {
+            if (searchIndexLoaded_) searchIndex_.addOccurrence(row.token, row.track);
+        } else {
+            failed.insert(row.track);
+        }
+    };
+    std::vector<Occurrence> chunk;
+    std::vector<SQLValue> values;
+    const auto insertChunk = [&] {
+        values.clear();
+        for (const Occurrence& row : chunk) {
+            values.push_back(SQLValue::integer(row.token));
+            values.push_back(SQLValue::integer(row.track));
+        }
+        auto cursor = db.executeQuery(kManyRows, values);
+        if (cursor && cursor->step() == SQLiteCode::done) {
+            if (searchIndexLoaded_) {
+                for (const Occurrence& row : chunk) searchIndex_.addOccurrence(row.token, row.track);
+            }
+        } else {
+            for (const Occurrence& row : chunk) insertOne(row);
+        }
+        chunk.clear();
+    };
+    for (const Occurrence& row : rows) {
+        if (!isStored(row.track)) {
+            insertOne(row);
+            continue;
+        }
+        chunk.push_back(row);
+        if (qsizetype(chunk.size()) == kOccurrencesPerInsert) insertChunk();
+    }
+    for (const Occurrence& row : chunk) insertOne(row);
 }
 
 bool DB::saveScanBatch(ScanBatch& batch) {
