@@ -118,7 +118,8 @@ void Library::indexFolderFiles(const QList<FoundFile>& files, const QStringList&
     Pass pass;
     const qsizetype total = files.size();
     for (qsizetype i = 0; i < total; ++i) {
-        if (!indexFile(files[i], composed[i], stored.pk.value_or(0), known, pass)) continue;
+        if (i > pass.lookedUntil) lookUp(files, composed, i, known, pass);
+        if (!indexFile(files[i], composed[i], pass.looked.value(i), stored.pk.value_or(0), known, pass)) continue;
         // An unchanged file adds nothing, so a rescan of an unchanged folder writes no batch.
         if (i % kFlushEvery == 0 && !pass.batch.isEmpty()) flush(pass.batch);
         if (i % kProgressEvery == 0) {
@@ -143,15 +144,34 @@ void Library::indexFolderFiles(const QList<FoundFile>& files, const QStringList&
     });
 }
 
-bool Library::indexFile(const FoundFile& file, const QString& composed, qint64 folderPk, const Known& known,
-                        Pass& pass) {
+void Library::lookUp(const QList<FoundFile>& files, const QStringList& composed, qsizetype from, const Known& known,
+                     Pass& pass) {
+    // Up to the next flush, whose new records a later look-up must see.
+    const qsizetype until = std::min(from % kFlushEvery == 0 ? from : (from / kFlushEvery + 1) * kFlushEvery,
+                                     files.size() - 1);
+    QList<qsizetype> positions;
+    QStringList paths;
+    for (qsizetype i = from; i <= until; ++i) {
+        if (known.records.tracks.contains(composed[i])) continue;
+        positions.append(i);
+        paths.append(files[i].path);
+    }
+    const QList<TrackRef> found = paths.isEmpty() ? QList<TrackRef>() : trackStorage_->tracks(paths);
+    pass.looked.clear();
+    for (qsizetype i = 0; i < positions.size(); ++i) pass.looked.insert(positions[i], found.value(i));
+    pass.lookedUntil = until;
+}
+
+bool Library::indexFile(const FoundFile& file, const QString& composed, const TrackRef& looked, qint64 folderPk,
+                        const Known& known, Pass& pass) {
     ScanBatch& batch = pass.batch;
     const QString& path = file.path;
     // The folder's own records were read in one go; others (new files, records of another
-    // folder or of none) are looked up one by one, and new ones stored with the batch.
+    // folder or of none) are looked up a run of files at a time, and new ones stored with the
+    // batch.
     TrackRef track = known.records.tracks.value(composed);
     const bool own = track != nullptr;
-    if (!track) track = trackStorage_->track(path);
+    if (!track) track = looked;
     const bool isNew = !track;
     if (isNew) {
         track = std::make_shared<Track>(path);

@@ -75,6 +75,10 @@ private:
         ScanBatch batch;
         // The folder's records whose tokens this pass has deleted, for the shared paths.
         QSet<qint64> cleared;
+        // The stored records of the files up to `lookedUntil` that are not the folder's own, by
+        // position (nullptr when there is none).
+        QHash<qsizetype, TrackRef> looked;
+        qsizetype lookedUntil = -1;
     };
 
     // Scan queue: the walk and the removal of records whose files are gone.
@@ -86,7 +90,12 @@ private:
                           Folder stored, const Known& known);
     // One file of the pass, its writes added to the pass's batch; false when it gets no tokens
     // and skips the flush and progress steps.
-    bool indexFile(const FoundFile& file, const QString& composed, qint64 folderPk, const Known& known, Pass& pass);
+    bool indexFile(const FoundFile& file, const QString& composed, const TrackRef& looked, qint64 folderPk,
+                   const Known& known, Pass& pass);
+    // Looks up, in one go, the records of the files from position `from` to the next flush
+    // that are not the folder's own.
+    void lookUp(const QList<FoundFile>& files, const QStringList& composed, qsizetype from, const Known& known,
+                Pass& pass);
     // The tokens of `track`, a record of the folder being scanned: kept when they are those of
     // its texts, else replaced. `getsTokens` is false when its file could not be examined.
     void indexOwnTrack(const TrackRef& track, bool getsTokens, bool shared, const Known& known, Pass& pass);

@@ -56,6 +56,7 @@ public:
     SQLiteQueue* queue() const { return queue_.get(); }
 
     TrackRef track(const QString& path) override;
+    QList<TrackRef> tracks(const QStringList& paths) override;
     TrackRef insertTrack(const QString& path) override;
     QList<TrackRef> findOrInsertTracks(const QStringList& paths) override;
     void updateTrack(const Track& track) override;

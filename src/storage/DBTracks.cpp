@@ -39,6 +39,21 @@ TrackRef DB::track(const QString& path) {
     return found;
 }
 
+QList<TrackRef> DB::tracks(const QStringList& paths) {
+    QList<TrackRef> found(paths.size());
+    if (!queue_) return found;
+    queue_->inDatabase([&](SQLiteDatabase& db) {
+        // Deferred: a read takes no write lock. Without the transaction each look-up would take
+        // and drop the file's lock (and look for a journal left behind) on its own.
+        auto begin = db.executeQuery(QStringLiteral("BEGIN DEFERRED TRANSACTION"));
+        const bool began = begin && begin->step() == SQLiteCode::done;
+        for (qsizetype i = 0; i < paths.size(); ++i) found[i] = findTrack(db, paths[i]);
+        if (!began) return;
+        if (auto commit = db.executeQuery(QStringLiteral("COMMIT TRANSACTION"))) commit->step();
+    });
+    return found;
+}
+
 TrackRef DB::insertTrack(const QString& path) {
     std::optional<qint64> id;
     if (queue_) {

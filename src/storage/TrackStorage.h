@@ -28,6 +28,9 @@ public:
     // The record stored for `path`, without its lyrics and chapters; nullptr when there is
     // none or its stored status is unknown.
     virtual TrackRef track(const QString& path) = 0;
+    // The records of `paths`, in order, each as track() gives it (nullptr where there is
+    // none), read in one read transaction: one lock for many look-ups.
+    virtual QList<TrackRef> tracks(const QStringList& paths) = 0;
     // Stores a new record for `path` with status none and no metadata, and returns it (with
     // `path` as given). nullptr when no row id came back. When the insert itself fails (for
     // example because the path is already stored) the connection's last inserted row id is

@@ -147,3 +147,15 @@ TEST(TrackStorage, WithoutADatabaseEveryOperationIsEmpty) {
     db.saveIndex(sonvale::Index());
     db.clearIndex(1);
 }
+
+TEST_F(TrackStorageTest, TracksLooksUpManyPathsInOrderInEitherSpelling) {
+    const TrackRef a = addTrack(kComposed);
+    const TrackRef b = addTrack(u"/m/b.flac"_s);
+    const QList<TrackRef> found = db.tracks({u"/m/b.flac"_s, u"/m/none.flac"_s, kDecomposed});
+    ASSERT_EQ(found.size(), 3);
+    ASSERT_TRUE(found[0] && found[2]);
+    EXPECT_EQ(found[0]->pk, b->pk);
+    EXPECT_FALSE(found[1]);
+    EXPECT_EQ(found[2]->pk, a->pk);
+    EXPECT_TRUE(db.tracks({}).isEmpty());
+}
