@@ -39,6 +39,9 @@ void DB::setUp() {
         // Durability on power loss is traded for speed on purpose: the library can be
         // scanned again, and the playlist is saved often.
         db.executeStatements(QStringLiteral("PRAGMA synchronous = %1;").arg(qint32(0)));
+        // Temporary files in memory, among them the journal of a statement that writes many
+        // rows (the token index's inserts), which would otherwise spill to a file on disk.
+        db.executeStatements(QStringLiteral("PRAGMA temp_store = MEMORY;"));
     });
 }
 
