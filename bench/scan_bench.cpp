@@ -274,6 +274,9 @@ int main(int argc, char* argv[]) {
     const Phase mRescan = mpdPhase(false, root, mpdWork, setting);
     const qint64 mDb = QFileInfo(mpdWork + QStringLiteral("/mpd.db")).size();
     const qsizetype changed = changeOnePercent(tree.files(), root + QStringLiteral("/.templates"));
+    // Written back before either program looks: otherwise the first to rescan shares the disk
+    // with the write-back of the files just rewritten.
+    ::sync();
     const Phase sChanged = sonvalePhase(QStringLiteral("rescan"), root, sonvaleData, setting);
     const Phase mChanged = mpdPhase(false, root, mpdWork, setting);
     const QString loadAfter = loadAverage();
