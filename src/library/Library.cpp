@@ -119,7 +119,7 @@ void Library::indexFolderFiles(const QList<FoundFile>& files, const QStringList&
     const qsizetype total = files.size();
     for (qsizetype i = 0; i < total; ++i) {
         if (i > pass.lookedUntil) lookUp(files, composed, i, known, pass);
-        if (!indexFile(files[i], composed[i], pass.looked.value(i), stored.pk.value_or(0), known, pass)) continue;
+        indexFile(files[i], composed[i], pass.looked.value(i), stored.pk.value_or(0), known, pass);
         // An unchanged file adds nothing, so a rescan of an unchanged folder writes no batch.
         if (i % kFlushEvery == 0 && !pass.batch.isEmpty()) flush(pass.batch);
         if (i % kProgressEvery == 0) {
@@ -162,7 +162,7 @@ void Library::lookUp(const QList<FoundFile>& files, const QStringList& composed,
     pass.lookedUntil = until;
 }
 
-bool Library::indexFile(const FoundFile& file, const QString& composed, const TrackRef& looked, qint64 folderPk,
+void Library::indexFile(const FoundFile& file, const QString& composed, const TrackRef& looked, qint64 folderPk,
                         const Known& known, Pass& pass) {
     ScanBatch& batch = pass.batch;
     const QString& path = file.path;
@@ -180,7 +180,8 @@ bool Library::indexFile(const FoundFile& file, const QString& composed, const Tr
     // The database keeps the composed spelling; the file is opened by the name found on disk.
     track->path = path;
 
-    // The walk has just read the file's size and modification time.
+    // The walk has just read the file's size and modification time (it leaves out a file whose
+    // status cannot be read), so the file is never unreachable here.
     const RefreshResult result = refreshMetadata(*track, file.values);
     const bool reassigned = track->folder == 0;
     if (reassigned) {
@@ -189,12 +190,10 @@ bool Library::indexFile(const FoundFile& file, const QString& composed, const Tr
         track->folder = folderPk;
     }
     if (reassigned || result == RefreshResult::updated) batch.updated.append(track);
-    const bool getsTokens = reassigned || result != RefreshResult::unreadable;
     if (own) {
-        indexOwnTrack(track, getsTokens, known.shared.contains(composed), known, pass);
-        return getsTokens;
+        indexOwnTrack(track, known.shared.contains(composed), known, pass);
+        return;
     }
-    if (!getsTokens) return false;
     // A new record has no tokens yet; any other may have some (from the scan of the folder
     // that owns it, or of a folder nested in this one) and gets these on top, as before.
     batch.index.add(track);
@@ -203,22 +202,17 @@ bool Library::indexFile(const FoundFile& file, const QString& composed, const Tr
     } else {
         batch.unknown.append(track->pk);
     }
-    return true;
 }
 
-void Library::indexOwnTrack(const TrackRef& track, bool getsTokens, bool shared, const Known& known, Pass& pass) {
+void Library::indexOwnTrack(const TrackRef& track, bool shared, const Known& known, Pass& pass) {
     ScanBatch& batch = pass.batch;
     // Every token of the folder's records is as if deleted before the first file and written
-    // again for each file reached. A record reached once keeps its rows when the digest of
+    // again for each of its files. A record of one file keeps its rows when the digest of
     // the texts they were made from equals that of its texts now; the player may have changed
     // the texts of a record (refreshing it when its file changed) without touching its tokens,
-    // and the tokens of a record may have been doubled by the scan of a folder it is nested in,
-    // which forgot its digest: neither is kept. Tokens depend on nothing but the texts.
+    // and the tokens of a record may have been doubled by the scan of an outer folder, which
+    // forgot its digest: neither is kept. Tokens depend on nothing but the texts.
     if (!shared) {
-        if (!getsTokens) {
-            batch.cleared.append(track->pk);
-            return;
-        }
         const quint64 digest = indexTextsDigest(*track);
         const auto stored = known.records.indexed.constFind(track->pk);
         if (stored != known.records.indexed.constEnd() && stored.value() == digest) return;
@@ -227,13 +221,11 @@ void Library::indexOwnTrack(const TrackRef& track, bool getsTokens, bool shared,
         batch.indexed.append({track, digest});
         return;
     }
-    // Several files spell this record's path: deleted once, then given the tokens of each
-    // file reached.
+    // Several files spell this record's path: deleted once, then given the tokens of each file.
     if (!pass.cleared.contains(track->pk)) {
         pass.cleared.insert(track->pk);
         batch.cleared.append(track->pk);
     }
-    if (!getsTokens) return;
     batch.index.add(track);
     batch.unknown.append(track->pk);
 }

@@ -88,17 +88,16 @@ private:
     // holds the files' paths in normalization form C, in the same order.
     void indexFolderFiles(const QList<FoundFile>& files, const QStringList& composed, const FolderRef& folder,
                           Folder stored, const Known& known);
-    // One file of the pass, its writes added to the pass's batch; false when it gets no tokens
-    // and skips the flush and progress steps.
-    bool indexFile(const FoundFile& file, const QString& composed, const TrackRef& looked, qint64 folderPk,
+    // One file of the pass, its writes added to the pass's batch.
+    void indexFile(const FoundFile& file, const QString& composed, const TrackRef& looked, qint64 folderPk,
                    const Known& known, Pass& pass);
     // Looks up, in one go, the records of the files from position `from` to the next flush
     // that are not the folder's own.
     void lookUp(const QList<FoundFile>& files, const QStringList& composed, qsizetype from, const Known& known,
                 Pass& pass);
     // The tokens of `track`, a record of the folder being scanned: kept when they are those of
-    // its texts, else replaced. `getsTokens` is false when its file could not be examined.
-    void indexOwnTrack(const TrackRef& track, bool getsTokens, bool shared, const Known& known, Pass& pass);
+    // its texts, else replaced; `shared` when several files spell its path.
+    void indexOwnTrack(const TrackRef& track, bool shared, const Known& known, Pass& pass);
     // Writes the batch and starts the next one.
     void flush(ScanBatch& batch);
 
