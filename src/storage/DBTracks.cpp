@@ -175,13 +175,16 @@ FolderRecords DB::removeMissingTracks(qint64 folderPk, const QSet<QString>& foun
         while (rows->next()) {
             const std::optional<QString> path = rows->stringForIndex(columns.path);
             const qint64 id = rows->int64ForIndex(columns.id);
-            if (path && !present.contains(*path)) {
+            const auto foundPath = path ? present.constFind(*path) : present.constEnd();
+            if (path && foundPath == present.constEnd()) {
                 missing.append(id);
             } else if (TrackRef track = path ? TrackRow::fromRow(*rows, columns) : nullptr) {
                 if (digestColumn >= 0 && !rows->isNullForIndex(digestColumn)) {
                     staying.indexed.insert(id, quint64(rows->int64ForIndex(digestColumn)));
                 }
-                staying.tracks.insert(*path, std::move(track));
+                // The same text as the caller's: its copy is shared rather than held twice.
+                track->path = *foundPath;
+                staying.tracks.insert(*foundPath, std::move(track));
             } else {
                 withoutTokens.append(id);
             }
