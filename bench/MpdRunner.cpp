@@ -143,6 +143,18 @@ qint64 MpdRunner::peakRssKiB() const {
     return -1;
 }
 
+double MpdRunner::cpuSeconds() const {
+    if (process_.state() != QProcess::Running) return -1;
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(process_.processId()));
+    if (!stat.open(QIODevice::ReadOnly)) return -1;
+    // The fields after the command name, which is in parentheses and may hold spaces: utime
+    // and stime are the 12th and 13th of them.
+    const QByteArray line = stat.readAll();
+    const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+    if (fields.size() < 13) return -1;
+    return double(fields[11].toLongLong() + fields[12].toLongLong()) / double(::sysconf(_SC_CLK_TCK));
+}
+
 void MpdRunner::stop() {
     if (fd_ >= 0) ::close(fd_);
     fd_ = -1;

@@ -32,6 +32,9 @@ public:
     qint64 songs();
     // The daemon's peak resident set (VmHWM) in KiB; -1 when not running.
     qint64 peakRssKiB() const;
+    // The CPU time the daemon has used so far, all its threads (those ended too), user and
+    // system, in seconds; the kernel counts it in ticks of 10 ms. -1 when not running.
+    double cpuSeconds() const;
     // Terminates the daemon and waits for it (killed when it does not end in ten seconds).
     void stop();
     QString databaseFile() const { return workDir_ + QStringLiteral("/mpd.db"); }

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "TrackMetadata.h"
+
+#include <QList>
 #include <QString>
 #include <QStringList>
 
@@ -10,11 +13,19 @@ namespace sonvale {
 // through the same per-file steps as audio files.
 const QStringList& supportedExtensions();
 
-// The absolute paths of the regular files under `root` whose extension (the text after the
-// last ".") is one of `extensions` exactly, in the directory listing's order (not sorted).
-// Entries whose names begin with "." are passed over, hidden folders are not entered,
-// symbolic links are neither taken nor followed, unreadable folders are skipped. Empty when
-// `root` is missing or unreadable. Blocking file-system work; call it off the main thread.
-QStringList collectAudioFiles(const QString& root, const QStringList& extensions);
+// A file found by the walk, with its size and modification time as the walk read them.
+struct FoundFile {
+    QString path;  // absolute and clean
+    ResourceValues values;
+};
+
+// The regular files under `root` whose extension (the text after the last ".") is one of
+// `extensions` exactly, in the directory listing's order, each folder's files and folders in
+// the order the file system lists them, a folder's contents where the folder is listed (not
+// sorted). Entries whose names begin with "." are passed over, hidden folders are not entered,
+// symbolic links are neither taken nor followed, unreadable folders and entries whose status
+// cannot be read are skipped. Empty when `root` is missing or unreadable. Blocking
+// file-system work (one status read per file taken); call it off the main thread.
+QList<FoundFile> collectAudioFiles(const QString& root, const QStringList& extensions);
 
 }  // namespace sonvale

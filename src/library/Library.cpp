@@ -82,7 +82,7 @@ void Library::removeListener(LibraryListener* listener) { listeners_.removeAll(l
 
 void Library::collectAndClean(const FolderRef& folder, Folder stored, const QStringList& extensions,
                               const std::shared_ptr<void>& pending) {
-    const QStringList paths = collectAudioFiles(stored.root, extensions);
+    const QList<FoundFile> files = collectAudioFiles(stored.root, extensions);
 
     stored.state = Folder::State::indexing;
     stored.lastCompletedScan.reset();
@@ -90,29 +90,40 @@ void Library::collectAndClean(const FolderRef& folder, Folder stored, const QStr
         folder->state = Folder::State::indexing;
         folder->lastCompletedScan.reset();
     });
-    QHash<QString, TrackRef> known;
+    // Records are compared in normalization form C on both sides: the names on disk may be
+    // decomposed. Composed once here for the cleanup and the pass.
+    QStringList composed;
+    composed.reserve(files.size());
+    for (const FoundFile& file : files) composed.append(file.path.normalized(QString::NormalizationForm_C));
+    Known known;
     if (stored.pk) {
-        // Every token of the folder is written again by the pass, unchanged files included.
-        indexStorage_->clearIndex(*stored.pk);
         folderStorage_->updateFolder(stored);
-        // Compared in normalization form C on both sides: the names on disk may be decomposed.
-        known = trackStorage_->removeMissingTracks(*stored.pk, QSet<QString>(paths.cbegin(), paths.cend()));
+        const QSet<QString> found(composed.cbegin(), composed.cend());
+        if (found.size() < composed.size()) {
+            QSet<QString> seen;
+            for (const QString& path : composed) {
+                if (seen.contains(path)) known.shared.insert(path);
+                seen.insert(path);
+            }
+        }
+        // The records not handed on lose their tokens here; the others keep them until the
+        // pass reaches their file, so a search meanwhile finds the folder as it was.
+        known.records = trackStorage_->removeMissingTracks(*stored.pk, found);
     }
-    queues_.index.addOperation([this, paths, folder, stored, known, pending](const Operation&) {
-        indexFolderFiles(paths, folder, stored, known);
+    queues_.index.addOperation([this, files, composed, folder, stored, known, pending](const Operation&) {
+        indexFolderFiles(files, composed, folder, stored, known);
     });
 }
 
-void Library::indexFolderFiles(const QStringList& paths, const FolderRef& folder, Folder stored,
-                               const QHash<QString, TrackRef>& known) {
-    ScanBatch batch;
-    const qsizetype total = paths.size();
+void Library::indexFolderFiles(const QList<FoundFile>& files, const QStringList& composed, const FolderRef& folder,
+                               Folder stored, const Known& known) {
+    Pass pass;
+    const qsizetype total = files.size();
     for (qsizetype i = 0; i < total; ++i) {
-        if (!indexFile(paths[i], stored.pk.value_or(0), known, batch)) continue;
-        if (i % kFlushEvery == 0 && !batch.index.occurences.isEmpty()) {
-            indexStorage_->saveScanBatch(batch);
-            batch = ScanBatch();
-        }
+        if (i > pass.lookedUntil) lookUp(files, composed, i, known, pass);
+        indexFile(files[i], composed[i], pass.looked.value(i), stored.pk.value_or(0), known, pass);
+        // An unchanged file adds nothing, so a rescan of an unchanged folder writes no batch.
+        if (i % kFlushEvery == 0 && !pass.batch.isEmpty()) flush(pass.batch);
         if (i % kProgressEvery == 0) {
             const Folder::Progress progress{total, i};
             onMain([this, folder, progress] {
@@ -121,7 +132,8 @@ void Library::indexFolderFiles(const QStringList& paths, const FolderRef& folder
             });
         }
     }
-    if (!batch.isEmpty()) indexStorage_->saveScanBatch(batch);
+    if (!pass.batch.isEmpty()) flush(pass.batch);
+    std::fflush(stdout);
 
     const QDateTime finished = QDateTime::currentDateTimeUtc();
     stored.lastCompletedScan = finished;
@@ -134,12 +146,34 @@ void Library::indexFolderFiles(const QStringList& paths, const FolderRef& folder
     });
 }
 
-bool Library::indexFile(const QString& path, qint64 folderPk, const QHash<QString, TrackRef>& known,
-                        ScanBatch& batch) {
+void Library::lookUp(const QList<FoundFile>& files, const QStringList& composed, qsizetype from, const Known& known,
+                     Pass& pass) {
+    // Up to the next flush, whose new records a later look-up must see.
+    const qsizetype until = std::min(from % kFlushEvery == 0 ? from : (from / kFlushEvery + 1) * kFlushEvery,
+                                     files.size() - 1);
+    QList<qsizetype> positions;
+    QStringList paths;
+    for (qsizetype i = from; i <= until; ++i) {
+        if (known.records.tracks.contains(composed[i])) continue;
+        positions.append(i);
+        paths.append(files[i].path);
+    }
+    const QList<TrackRef> found = paths.isEmpty() ? QList<TrackRef>() : trackStorage_->tracks(paths);
+    pass.looked.clear();
+    for (qsizetype i = 0; i < positions.size(); ++i) pass.looked.insert(positions[i], found.value(i));
+    pass.lookedUntil = until;
+}
+
+void Library::indexFile(const FoundFile& file, const QString& composed, const TrackRef& looked, qint64 folderPk,
+                        const Known& known, Pass& pass) {
+    ScanBatch& batch = pass.batch;
+    const QString& path = file.path;
     // The folder's own records were read in one go; others (new files, records of another
-    // folder or of none) are looked up one by one, and new ones stored with the batch.
-    TrackRef track = known.value(path.normalized(QString::NormalizationForm_C));
-    if (!track) track = trackStorage_->track(path);
+    // folder or of none) are looked up a run of files at a time, and new ones stored with the
+    // batch.
+    TrackRef track = known.records.tracks.value(composed);
+    const bool own = track != nullptr;
+    if (!track) track = looked;
     const bool isNew = !track;
     if (isNew) {
         track = std::make_shared<Track>(path);
@@ -148,20 +182,60 @@ bool Library::indexFile(const QString& path, qint64 folderPk, const QHash<QStrin
     // The database keeps the composed spelling; the file is opened by the name found on disk.
     track->path = path;
 
-    const RefreshResult result = refreshMetadata(*track, true);
+    // The walk has just read the file's size and modification time (it leaves out a file whose
+    // status cannot be read), so the file is never unreachable here.
+    const RefreshResult result = refreshMetadata(*track, file.values);
     const bool reassigned = track->folder == 0;
     if (reassigned) {
+        // Flushed with the batch: one write for many lines.
         std::printf("Re-assigning track %s to its folder\n", qUtf8Printable(path));
-        std::fflush(stdout);
         track->folder = folderPk;
     }
-    if (reassigned || result == RefreshResult::updated) {
-        batch.updated.append(track);
-    } else if (result == RefreshResult::unreadable) {
-        return false;
+    if (reassigned || result == RefreshResult::updated) batch.updated.append(track);
+    if (own) {
+        indexOwnTrack(track, known.shared.contains(composed), known, pass);
+        return;
+    }
+    // A new record has no tokens yet; any other may have some (from the scan of the folder
+    // that owns it, or of a folder nested in this one) and gets these on top, as before.
+    batch.index.add(track);
+    if (isNew) {
+        batch.indexed.append({track, indexTextsDigest(*track)});
+    } else {
+        batch.unknown.append(track->pk);
+    }
+}
+
+void Library::indexOwnTrack(const TrackRef& track, bool shared, const Known& known, Pass& pass) {
+    ScanBatch& batch = pass.batch;
+    // Every token of the folder's records is as if deleted before the first file and written
+    // again for each of its files. A record of one file keeps its rows when the digest of
+    // the texts they were made from equals that of its texts now; the player may have changed
+    // the texts of a record (refreshing it when its file changed) without touching its tokens,
+    // and the tokens of a record may have been doubled by the scan of an outer folder, which
+    // forgot its digest: neither is kept. Tokens depend on nothing but the texts.
+    if (!shared) {
+        const quint64 digest = indexTextsDigest(*track);
+        const auto stored = known.records.indexed.constFind(track->pk);
+        if (stored != known.records.indexed.constEnd() && stored.value() == digest) return;
+        batch.cleared.append(track->pk);
+        batch.index.add(track);
+        batch.indexed.append({track, digest});
+        return;
+    }
+    // Several files spell this record's path: deleted once, then given the tokens of each file.
+    if (!pass.cleared.contains(track->pk)) {
+        pass.cleared.insert(track->pk);
+        batch.cleared.append(track->pk);
     }
     batch.index.add(track);
-    return true;
+    batch.unknown.append(track->pk);
+}
+
+void Library::flush(ScanBatch& batch) {
+    std::fflush(stdout);
+    indexStorage_->saveScanBatch(batch);
+    batch = ScanBatch();
 }
 
 void Library::onMain(std::function<void()> call) {

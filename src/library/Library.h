@@ -1,5 +1,6 @@
 #pragma once
 
+#include "AudioFiles.h"
 #include "DB.h"
 #include "FolderStorage.h"
 #include "IndexStorage.h"
@@ -9,6 +10,7 @@
 
 #include <QList>
 #include <QObject>
+#include <QSet>
 #include <QStringList>
 
 #include <condition_variable>
@@ -65,16 +67,43 @@ public:
     void removeListener(LibraryListener* listener);
 
 private:
+    // What the pass knows before its first file: the folder's records and the digests of their
+    // tokens, read by the cleanup, and the composed paths that more than one file of the walk
+    // spells (a name stored twice on disk, composed and decomposed).
+    struct Known {
+        FolderRecords records;
+        QSet<QString> shared;
+    };
+    // The pass's own state.
+    struct Pass {
+        ScanBatch batch;
+        // The folder's records whose tokens this pass has deleted, for the shared paths.
+        QSet<qint64> cleared;
+        // The stored records of the files up to `lookedUntil` that are not the folder's own, by
+        // position (nullptr when there is none).
+        QHash<qsizetype, TrackRef> looked;
+        qsizetype lookedUntil = -1;
+    };
+
     // Scan queue: the walk and the removal of records whose files are gone.
     void collectAndClean(const FolderRef& folder, Folder stored, const QStringList& extensions,
                          const std::shared_ptr<void>& pending);
-    // Index queue: every file's record and tokens, then the folder's completion. `known` holds
-    // the folder's records by composed path, read by the cleanup.
-    void indexFolderFiles(const QStringList& paths, const FolderRef& folder, Folder stored,
-                          const QHash<QString, TrackRef>& known);
-    // One file of the pass, its writes added to `batch`; false when it gets no tokens and skips
-    // the flush and progress steps.
-    bool indexFile(const QString& path, qint64 folderPk, const QHash<QString, TrackRef>& known, ScanBatch& batch);
+    // Index queue: every file's record and tokens, then the folder's completion. `composed`
+    // holds the files' paths in normalization form C, in the same order.
+    void indexFolderFiles(const QList<FoundFile>& files, const QStringList& composed, const FolderRef& folder,
+                          Folder stored, const Known& known);
+    // One file of the pass, its writes added to the pass's batch.
+    void indexFile(const FoundFile& file, const QString& composed, const TrackRef& looked, qint64 folderPk,
+                   const Known& known, Pass& pass);
+    // Looks up, in one go, the records of the files from position `from` to the next flush
+    // that are not the folder's own.
+    void lookUp(const QList<FoundFile>& files, const QStringList& composed, qsizetype from, const Known& known,
+                Pass& pass);
+    // The tokens of `track`, a record of the folder being scanned: kept when they are those of
+    // its texts, else replaced; `shared` when several files spell its path.
+    void indexOwnTrack(const TrackRef& track, bool shared, const Known& known, Pass& pass);
+    // Writes the batch and starts the next one.
+    void flush(ScanBatch& batch);
 
     // Runs `call` on the main thread through its event loop, after everything posted before.
     void onMain(std::function<void()> call);

@@ -31,6 +31,7 @@ DB::DB(const QString& dataDirectory, int targetVersion)
     const bool replaced = damage && setAside(*damage);
     if (queue_) setUp();
     migrate(targetVersion);
+    if (queue_) setUpDigests();
     if (replaced) carryOver();
 }
 
@@ -41,6 +42,28 @@ void DB::setUp() {
         // Durability on power loss is traded for speed on purpose: the library can be
         // scanned again, and the playlist is saved often.
         db.executeStatements(QStringLiteral("PRAGMA synchronous = %1;").arg(qint32(0)));
+        // Temporary files in memory, among them the journal of a statement that writes many
+        // rows (the token index's inserts), which would otherwise spill to a file on disk.
+        db.executeStatements(QStringLiteral("PRAGMA temp_store = MEMORY;"));
+    });
+}
+
+void DB::setUpDigests() {
+    // Why a table: a rescan keeps a track's tokens only when they are provably what indexing
+    // its texts would write again. Comparing against the stored rows would mean reading about
+    // seventeen occurrence rows and tokenizing the texts of every file, which costs more than
+    // writing them. A digest kept in memory would be lost with the process, and a rescan is
+    // often the first scan of a run (the command line scans in a process of its own). So the
+    // digest of the indexed texts lives beside the tokens, written in the same transactions,
+    // in a table of its own outside the numbered schema: the tables the rest of the program
+    // reads keep exactly their rows. It goes with its track (cascade); every write of tokens
+    // that does not come from a scan batch forgets it. A file that cannot take the table
+    // (read-only, or from a newer build) is scanned with every token written again.
+    queue_->inDatabase([this](SQLiteDatabase& db) {
+        if (db.userVersion() != kSchemaVersion) return;
+        digests_ = db.executeStatements(QStringLiteral(
+            "CREATE TABLE IF NOT EXISTS indexed_texts (track_id integer PRIMARY KEY NOT NULL "
+            "REFERENCES tracks (id) ON DELETE CASCADE, digest integer NOT NULL);"));
     });
 }
 

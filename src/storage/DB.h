@@ -10,9 +10,11 @@
 #include "TrackStorage.h"
 
 #include <QHash>
+#include <QSet>
 #include <QString>
 
 #include <memory>
+#include <vector>
 
 namespace sonvale {
 
@@ -63,10 +65,11 @@ public:
     bool isDamaged() const;
 
     TrackRef track(const QString& path) override;
+    QList<TrackRef> tracks(const QStringList& paths) override;
     TrackRef insertTrack(const QString& path) override;
     QList<TrackRef> findOrInsertTracks(const QStringList& paths) override;
     void updateTrack(const Track& track) override;
-    QHash<QString, TrackRef> removeMissingTracks(qint64 folderPk, const QSet<QString>& found) override;
+    FolderRecords removeMissingTracks(qint64 folderPk, const QSet<QString>& found) override;
 
     QList<Folder> loadFolders() override;
     bool addFolder(Folder& folder) override;
@@ -112,13 +115,26 @@ private:
     void carryOver();
     QString damageMarkerPath() const;
     void migrate(int targetVersion);
+    // Makes the table of the digests of indexed texts in a file at the current schema.
+    void setUpDigests();
     void backUp();
 
     // Run inside a queue block.
     // False, logged, when the row could not be inserted.
     bool insertTrackRow(SQLiteDatabase& db, const QString& path);
     void writeTrack(SQLiteDatabase& db, const Track& track);
-    void writeIndex(SQLiteDatabase& db, const Index& index);
+    // The pks of the tracks of which some row could not be written.
+    QSet<qint64> writeIndex(SQLiteDatabase& db, const Index& index);
+    struct Occurrence {
+        qint64 token;
+        qint64 track;
+    };
+    static constexpr qsizetype kOccurrencesPerInsert = 64;
+    // Writes `rows`, adding to `failed` the tracks of those that could not be written.
+    void insertOccurrences(SQLiteDatabase& db, const std::vector<Occurrence>& rows, QSet<qint64>& failed);
+    // Deletes what is known of the tokens of `trackId` (see IndexStorage).
+    void forgetDigest(SQLiteDatabase& db, qint64 trackId);
+    void forgetFolderDigests(SQLiteDatabase& db, qint64 folderPk);
     static void rewriteLyrics(SQLiteDatabase& db, const Track& track);
     static void rewriteChapters(SQLiteDatabase& db, const Track& track);
     std::optional<qint64> tokenId(SQLiteDatabase& db, const QString& text);
@@ -138,6 +154,9 @@ private:
     // The search's copy of the tables, loaded on the first search; while it is not loaded the
     // writes leave it alone. Touched only inside queue blocks.
     SearchIndex searchIndex_;
+    // True when the file has the table of the digests of indexed texts; without it every
+    // rescan writes every track's tokens again.
+    bool digests_ = false;
     bool searchIndexLoaded_ = false;
     // The connection's data_version when the copy was loaded: it moves when another
     // connection commits.

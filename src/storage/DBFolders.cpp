@@ -73,6 +73,8 @@ void DB::removeFolder(qint64 pk) {
     if (!queue_) return;
     queue_->inDatabase([&](SQLiteDatabase& db) {
         const QList<qint64> detached = searchIndexLoaded_ ? trackIdsOfFolder(db, pk) : QList<qint64>();
+        // Forgotten first: whatever of the rest fails, no digest outlives its tokens.
+        forgetFolderDigests(db, pk);
         bool done = true;
         for (const QString& sql :
              {QStringLiteral("DELETE FROM occurences WHERE track_id IN (SELECT id FROM tracks WHERE folder=?)"),

@@ -39,6 +39,21 @@ TrackRef DB::track(const QString& path) {
     return found;
 }
 
+QList<TrackRef> DB::tracks(const QStringList& paths) {
+    QList<TrackRef> found(paths.size());
+    if (!queue_) return found;
+    queue_->inDatabase([&](SQLiteDatabase& db) {
+        // Deferred: a read takes no write lock. Without the transaction each look-up would take
+        // and drop the file's lock (and look for a journal left behind) on its own.
+        auto begin = db.executeQuery(QStringLiteral("BEGIN DEFERRED TRANSACTION"));
+        const bool began = begin && begin->step() == SQLiteCode::done;
+        for (qsizetype i = 0; i < paths.size(); ++i) found[i] = findTrack(db, paths[i]);
+        if (!began) return;
+        if (auto commit = db.executeQuery(QStringLiteral("COMMIT TRANSACTION"))) commit->step();
+    });
+    return found;
+}
+
 TrackRef DB::insertTrack(const QString& path) {
     std::optional<qint64> id;
     if (queue_) {
@@ -131,8 +146,8 @@ void DB::rewriteChapters(SQLiteDatabase& db, const Track& track) {
     }
 }
 
-QHash<QString, TrackRef> DB::removeMissingTracks(qint64 folderPk, const QSet<QString>& found) {
-    QHash<QString, TrackRef> staying;
+FolderRecords DB::removeMissingTracks(qint64 folderPk, const QSet<QString>& found) {
+    FolderRecords staying;
     if (!queue_) return staying;
     // The stored paths are composed; a walk may report them decomposed.
     QSet<QString> present;
@@ -144,17 +159,34 @@ QHash<QString, TrackRef> DB::removeMissingTracks(qint64 folderPk, const QSet<QSt
     const bool committed = queue_->inTransaction([&](SQLiteDatabase& db, bool&) {
         // Collected first, so that no row is deleted under the running SELECT.
         QList<qint64> missing;
-        auto rows = db.executeQuery(
-            QStringLiteral("SELECT id, folder, path, size, timestamp, track, title, artist, album, duration, bitRate, "
-                           "sampleRate, channels, metaVersion, status FROM tracks WHERE folder=?"),
-            {SQLValue::integer(folderPk)});
-        while (rows && rows->next()) {
-            const std::optional<QString> path = rows->stringForColumn(QStringLiteral("path"));
-            if (!path) continue;
-            if (!present.contains(*path)) {
-                missing.append(rows->int64ForColumn(QStringLiteral("id")));
-            } else if (TrackRef track = TrackRow::fromRow(*rows)) {
-                staying.insert(*path, std::move(track));
+        QList<qint64> withoutTokens;
+        auto rows = db.executeQuery(digests_ ? QStringLiteral("SELECT id, folder, path, size, timestamp, track, title, "
+                                                              "artist, album, duration, bitRate, sampleRate, channels, "
+                                                              "metaVersion, status, digest FROM tracks LEFT JOIN "
+                                                              "indexed_texts ON track_id = id WHERE folder=?")
+                                             : QStringLiteral("SELECT id, folder, path, size, timestamp, track, title, "
+                                                              "artist, album, duration, bitRate, sampleRate, channels, "
+                                                              "metaVersion, status FROM tracks WHERE folder=?"),
+                                    {SQLValue::integer(folderPk)});
+        if (!rows) return;
+        // Found once: a folder has many rows.
+        const TrackRow::Columns columns = TrackRow::columnsOf(*rows);
+        const int digestColumn = digests_ ? rows->columnIndex(QStringLiteral("digest")) : -1;
+        while (rows->next()) {
+            const std::optional<QString> path = rows->stringForIndex(columns.path);
+            const qint64 id = rows->int64ForIndex(columns.id);
+            const auto foundPath = path ? present.constFind(*path) : present.constEnd();
+            if (path && foundPath == present.constEnd()) {
+                missing.append(id);
+            } else if (TrackRef track = path ? TrackRow::fromRow(*rows, columns) : nullptr) {
+                if (digestColumn >= 0 && !rows->isNullForIndex(digestColumn)) {
+                    staying.indexed.insert(id, quint64(rows->int64ForIndex(digestColumn)));
+                }
+                // The same text as the caller's: its copy is shared rather than held twice.
+                track->path = *foundPath;
+                staying.tracks.insert(*foundPath, std::move(track));
+            } else {
+                withoutTokens.append(id);
             }
         }
         // Children first: the foreign keys are enforced. The track's occurrences go by cascade.
@@ -166,13 +198,23 @@ QHash<QString, TrackRef> DB::removeMissingTracks(qint64 folderPk, const QSet<QSt
                 auto cursor = db.executeQuery(sql, {SQLValue::integer(id)});
                 code = cursor ? cursor->step() : SQLiteCode::misuse;
             }
-            // A track still in the saved playlist cannot be deleted, and keeps its tokens.
-            if (code == SQLiteCode::done && searchIndexLoaded_) searchIndex_.removeTrack(id);
+            if (code != SQLiteCode::done) {
+                // Still in the saved playlist: the record stays, its tokens go.
+                withoutTokens.append(id);
+            } else if (searchIndexLoaded_) {
+                searchIndex_.removeTrack(id);
+            }
+        }
+        // The scan gives tokens only to the records it hands on.
+        for (const qint64 id : withoutTokens) {
+            auto cursor = db.executeQuery(QStringLiteral("DELETE FROM occurences WHERE track_id=?"), {SQLValue::integer(id)});
+            if (cursor && cursor->step() == SQLiteCode::done && searchIndexLoaded_) searchIndex_.clearOccurrences(id);
+            forgetDigest(db, id);
         }
     });
     if (!committed) {
         queue_->inDatabase([this](SQLiteDatabase&) { forgetCopies(); });
-        staying.clear();
+        staying = FolderRecords();
     }
     return staying;
 }

@@ -134,6 +134,30 @@ qint64 SQLiteCursor::int64ForIndex(int index) const {
     return sqlite3_column_int64(liveHandle(), index);
 }
 
+int SQLiteCursor::intForIndex(int index) const {
+    if (index < 0 || index >= columnCount()) return 0;
+    return sqlite3_column_int(liveHandle(), index);
+}
+
+double SQLiteCursor::doubleForIndex(int index) const {
+    if (index < 0 || index >= columnCount()) return 0;
+    return sqlite3_column_double(liveHandle(), index);
+}
+
+std::optional<QString> SQLiteCursor::stringForIndex(int index) const {
+    if (index < 0 || index >= columnCount()) return std::nullopt;
+    sqlite3_stmt* handle = liveHandle();
+    if (sqlite3_column_type(handle, index) == SQLITE_NULL) return std::nullopt;
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(handle, index));
+    if (!text) return std::nullopt;
+    return QString::fromUtf8(text);
+}
+
+bool SQLiteCursor::isNullForIndex(int index) const {
+    if (index < 0 || index >= columnCount()) return true;
+    return sqlite3_column_type(liveHandle(), index) == SQLITE_NULL;
+}
+
 std::string_view SQLiteCursor::utf8ForIndex(int index) const {
     if (index < 0 || index >= columnCount()) return {};
     // The text first, then its length: that order leaves the text's bytes where they are.

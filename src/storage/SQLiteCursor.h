@@ -51,8 +51,14 @@ public:
     qint64 int64ForColumn(const QString& name);
     double doubleForColumn(const QString& name);
     std::optional<QString> stringForColumn(const QString& name);
-    // Column `index` of the current row; 0 when it is out of range.
+    // Column `index` of the current row; 0 or std::nullopt when it is out of range (an index
+    // from columnIndex, -1 included), NULL texts give std::nullopt.
     qint64 int64ForIndex(int index) const;
+    int intForIndex(int index) const;
+    double doubleForIndex(int index) const;
+    std::optional<QString> stringForIndex(int index) const;
+    // Whether column `index` of the current row is NULL; true when it is out of range.
+    bool isNullForIndex(int index) const;
     // The UTF-8 bytes of column `index` of the current row, valid until the cursor moves or
     // closes; empty when NULL or out of range.
     std::string_view utf8ForIndex(int index) const;

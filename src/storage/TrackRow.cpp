@@ -3,26 +3,37 @@
 namespace sonvale {
 
 TrackRef TrackRow::fromRow(SQLiteCursor& cursor) {
-    const std::optional<QString> path = cursor.stringForColumn(QStringLiteral("path"));
+    return fromRow(cursor, columnsOf(cursor));
+}
+
+TrackRow::Columns TrackRow::columnsOf(SQLiteCursor& cursor) {
+    const auto at = [&cursor](const char* name) { return cursor.columnIndex(QLatin1String(name)); };
+    return {at("id"),    at("folder"), at("path"),     at("size"),       at("timestamp"),
+            at("track"), at("title"),  at("artist"),   at("album"),      at("duration"),
+            at("bitRate"), at("sampleRate"), at("channels"), at("metaVersion"), at("status")};
+}
+
+TrackRef TrackRow::fromRow(const SQLiteCursor& cursor, const Columns& columns) {
+    const std::optional<QString> path = cursor.stringForIndex(columns.path);
     if (!path) return nullptr;
-    const std::optional<TrackStatus> status = trackStatusFromRaw(cursor.int64ForColumn(QStringLiteral("status")));
+    const std::optional<TrackStatus> status = trackStatusFromRaw(cursor.int64ForIndex(columns.status));
     if (!status) return nullptr;
 
     auto track = std::make_shared<Track>(*path);
-    track->pk = cursor.int64ForColumn(QStringLiteral("id"));
+    track->pk = cursor.int64ForIndex(columns.id);
     track->status = *status;
-    track->folder = cursor.int64ForColumn(QStringLiteral("folder"));
-    track->size = cursor.intForColumn(QStringLiteral("size"));
-    track->timestamp = cursor.int64ForColumn(QStringLiteral("timestamp"));
-    track->track = cursor.stringForColumn(QStringLiteral("track")).value_or(QString());
-    track->title = cursor.stringForColumn(QStringLiteral("title")).value_or(QString());
-    track->artist = cursor.stringForColumn(QStringLiteral("artist")).value_or(QString());
-    track->album = cursor.stringForColumn(QStringLiteral("album")).value_or(QString());
-    track->duration = cursor.doubleForColumn(QStringLiteral("duration"));
-    track->bitRate = cursor.intForColumn(QStringLiteral("bitRate"));
-    track->sampleRate = cursor.intForColumn(QStringLiteral("sampleRate"));
-    track->channels = cursor.intForColumn(QStringLiteral("channels"));
-    track->metaVersion = cursor.intForColumn(QStringLiteral("metaVersion"));
+    track->folder = cursor.int64ForIndex(columns.folder);
+    track->size = cursor.intForIndex(columns.size);
+    track->timestamp = cursor.int64ForIndex(columns.timestamp);
+    track->track = cursor.stringForIndex(columns.track).value_or(QString());
+    track->title = cursor.stringForIndex(columns.title).value_or(QString());
+    track->artist = cursor.stringForIndex(columns.artist).value_or(QString());
+    track->album = cursor.stringForIndex(columns.album).value_or(QString());
+    track->duration = cursor.doubleForIndex(columns.duration);
+    track->bitRate = cursor.intForIndex(columns.bitRate);
+    track->sampleRate = cursor.intForIndex(columns.sampleRate);
+    track->channels = cursor.intForIndex(columns.channels);
+    track->metaVersion = cursor.intForIndex(columns.metaVersion);
     return track;
 }
 

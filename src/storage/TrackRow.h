@@ -16,6 +16,16 @@ public:
     // numbers as 0; lyrics and chapters are not part of the row.
     static TrackRef fromRow(SQLiteCursor& cursor);
 
+    // The positions of the track columns in a cursor's rows (-1 where missing), found once for
+    // reading many rows.
+    struct Columns {
+        int id, folder, path, size, timestamp, track, title, artist, album, duration, bitRate, sampleRate, channels,
+            metaVersion, status;
+    };
+    static Columns columnsOf(SQLiteCursor& cursor);
+    // fromRow with the positions found by columnsOf on the same cursor.
+    static TrackRef fromRow(const SQLiteCursor& cursor, const Columns& columns);
+
     // Every text is stored in Unicode normalization form C, so that composed and decomposed
     // spellings compare equal in SQL.
     static QString nfc(const QString& text) { return text.normalized(QString::NormalizationForm_C); }

@@ -9,6 +9,14 @@
 
 namespace sonvale {
 
+// The records of a library folder as a scan finds them: by stored (composed) path, and the
+// digest of the texts each one's search tokens were made from, by pk, for those whose tokens
+// are known to be exactly those (see IndexStorage).
+struct FolderRecords {
+    QHash<QString, TrackRef> tracks;
+    QHash<qint64, quint64> indexed;
+};
+
 // Finding, creating and updating track records. Paths are compared in Unicode normalization
 // form C: a path spelled decomposed and the same path composed name the same record. Calls
 // block the calling thread while the database runs them; any thread may call. Failures are
@@ -20,6 +28,9 @@ public:
     // The record stored for `path`, without its lyrics and chapters; nullptr when there is
     // none or its stored status is unknown.
     virtual TrackRef track(const QString& path) = 0;
+    // The records of `paths`, in order, each as track() gives it (nullptr where there is
+    // none), read in one read transaction: one lock for many look-ups.
+    virtual QList<TrackRef> tracks(const QStringList& paths) = 0;
     // Stores a new record for `path` with status none and no metadata, and returns it (with
     // `path` as given). nullptr when no row id came back. When the insert itself fails (for
     // example because the path is already stored) the connection's last inserted row id is
@@ -34,9 +45,10 @@ public:
     virtual void updateTrack(const Track& track) = 0;
     // Deletes the records of folder `folderPk` whose path is not in `found` (with their
     // lyrics, chapters and search tokens), in one transaction, and returns the records that
-    // stay, by their stored (composed) path: the folder's rows read once. A record still in
-    // the saved playlist cannot be deleted and stays.
-    virtual QHash<QString, TrackRef> removeMissingTracks(qint64 folderPk, const QSet<QString>& found) = 0;
+    // stay with the digests of their tokens (see IndexStorage): the folder's rows read once.
+    // Every other record of the folder loses its tokens: a record still in the saved playlist
+    // cannot be deleted and stays without them, and so does one whose stored status is unknown.
+    virtual FolderRecords removeMissingTracks(qint64 folderPk, const QSet<QString>& found) = 0;
 };
 
 }  // namespace sonvale

@@ -82,10 +82,7 @@ QString lastComponentWithoutExtension(const QString& path) {
 std::optional<ResourceValues> fileResourceValues(const QString& path) {
     struct stat st {};
     if (::stat(QFile::encodeName(path).constData(), &st) != 0) return std::nullopt;
-    qint64 seconds = st.st_mtim.tv_sec;
-    // tv_sec is the floor; the record keeps the time truncated toward zero.
-    if (seconds < 0 && st.st_mtim.tv_nsec > 0) ++seconds;
-    return ResourceValues{static_cast<qint64>(st.st_size), seconds};
+    return ResourceValues{static_cast<qint64>(st.st_size), wholeSeconds(st.st_mtim.tv_sec, st.st_mtim.tv_nsec)};
 }
 
 std::optional<AudioInfo> readAudioInfo(const QString& path) {
@@ -129,8 +126,13 @@ RefreshResult refreshMetadata(Track& track, bool checkModification) {
     if (current && !checkModification) return RefreshResult::unchanged;
     const auto values = fileResourceValues(track.path);
     if (!values) return current ? RefreshResult::unreadable : RefreshResult::unchanged;
-    if (current && values->size == track.size && values->modified == track.timestamp) return RefreshResult::unchanged;
-    reloadMetadata(track, *values);
+    return refreshMetadata(track, *values);
+}
+
+RefreshResult refreshMetadata(Track& track, const ResourceValues& values) {
+    const bool current = track.status == TrackStatus::scanned && track.metaVersion >= currentMetaVersion;
+    if (current && values.size == track.size && values.modified == track.timestamp) return RefreshResult::unchanged;
+    reloadMetadata(track, values);
     return RefreshResult::updated;
 }
 

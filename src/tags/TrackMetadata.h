@@ -21,6 +21,12 @@ struct ResourceValues {
 
 enum class RefreshResult { unchanged = 0, updated = 1, unreadable = 2 };
 
+// A file's modification time as a record keeps it: whole seconds since 1970, truncated toward
+// zero, from the file system's seconds (the floor) and nanoseconds.
+inline qint64 wholeSeconds(qint64 seconds, qint64 nanoseconds) {
+    return seconds < 0 && nanoseconds > 0 ? seconds + 1 : seconds;
+}
+
 // All of these do blocking file input, hold no lock and report nothing; run them off the
 // main thread, one thread per Track at a time.
 
@@ -39,6 +45,9 @@ std::optional<AudioInfo> reloadMetadata(Track& track, const ResourceValues& valu
 // Re-reads the track when it was never read, was read by older rules, or (with
 // `checkModification`) its file's size or whole-second modification time changed.
 RefreshResult refreshMetadata(Track& track, bool checkModification);
+// The same check with the file's size and modification time as the caller read them (a
+// directory walk), without examining the file again: unchanged or updated.
+RefreshResult refreshMetadata(Track& track, const ResourceValues& values);
 
 // The names tried, in this order, in the track's folder when the file has no picture.
 const QStringList& folderArtworkNames();

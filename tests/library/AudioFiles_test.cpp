@@ -3,6 +3,8 @@
 #include "MediaFactory.h"
 
 #include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
 #include <QFile>
 
 #include <gtest/gtest.h>
@@ -15,6 +17,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+QStringList paths(const QList<sonvale::FoundFile>& files) {
+    QStringList list;
+    for (const sonvale::FoundFile& file : files) list.append(file.path);
+    return list;
+}
 QStringList sorted(QStringList list) {
     std::sort(list.begin(), list.end());
     return list;
@@ -35,10 +42,36 @@ TEST(AudioFiles, WalkTakesRegularFilesWithAnExactExtensionOutsideHiddenEntries) 
     ASSERT_TRUE(QFile::link(media.path(u"sub"_s), media.path(u"linked"_s)));
 
     const QString root = media.dir();
-    EXPECT_EQ(sorted(collectAudioFiles(root, supportedExtensions())),
+    EXPECT_EQ(sorted(paths(collectAudioFiles(root, supportedExtensions()))),
               QStringList({root + u"/a.mp3"_s, root + u"/sub/b.flac"_s, root + u"/sub/deeper/c.m3u"_s,
                            root + u"/sub/list.tar.m4a"_s}));
-    EXPECT_EQ(collectAudioFiles(root, {u"txt"_s}), QStringList({root + u"/notes.txt"_s}));
+    EXPECT_EQ(paths(collectAudioFiles(root, {u"txt"_s})), QStringList({root + u"/notes.txt"_s}));
     EXPECT_TRUE(collectAudioFiles(root + u"/missing"_s, supportedExtensions()).isEmpty());
     EXPECT_TRUE(collectAudioFiles(root + u"/a.mp3"_s, supportedExtensions()).isEmpty());
+}
+
+// The files come in the order of Qt's directory iterator (a folder's contents where it is
+// listed), which decides the order of the records a first scan makes, each with the size and
+// modification time that a status read of its own gives.
+TEST(AudioFiles, WalkKeepsTheIteratorsOrderAndReadsEachFilesStatus) {
+    MediaFactory media;
+    for (const QString& name : {u"z.mp3"_s, u"b/x.flac"_s, u"b/c/y.flac"_s, u"a.mp3"_s, u"b/w.m4a"_s,
+                                u"d/e/f/v.wav"_s, u"d/u.aiff"_s, u"d/cover.jpg"_s, u"té.mp3"_s}) {
+        ASSERT_TRUE(QDir(media.dir()).mkpath(QFileInfo(name).path()));
+        ASSERT_FALSE(media.write(name, QByteArray(name.size(), 'x')).isEmpty()) << name.toStdString();
+    }
+    QStringList expected;
+    QDirIterator entries(media.dir(), QDir::Files | QDir::NoSymLinks | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+    while (entries.hasNext()) {
+        const QString path = entries.next();
+        if (supportedExtensions().contains(QFileInfo(path).suffix())) expected.append(path);
+    }
+    const QList<sonvale::FoundFile> found = collectAudioFiles(media.dir() + u"/"_s, supportedExtensions());
+    EXPECT_EQ(paths(found), expected);
+    for (const sonvale::FoundFile& file : found) {
+        const auto values = sonvale::fileResourceValues(file.path);
+        ASSERT_TRUE(values);
+        EXPECT_EQ(file.values.size, values->size);
+        EXPECT_EQ(file.values.modified, values->modified);
+    }
 }

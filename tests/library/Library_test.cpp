@@ -4,6 +4,8 @@
 #include "DBTestAccess.h"
 #include "EventLoop.h"
 #include "MediaFactory.h"
+#include "TrackMetadata.h"
+#include "Tokenizer.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -81,6 +83,48 @@ protected:
             while (rows && rows->next()) values.append(rows->stringForColumn(u"v"_s).value_or(u"NULL"_s));
         });
         return values;
+    }
+
+    // One "table operation" line per row written from now on, on the scan's own connection.
+    void recordWrites() {
+        DBTestAccess::queue(*db)->inDatabase([](SQLiteDatabase& connection) {
+            QString sql = u"CREATE TEMP TABLE writes (what TEXT);"_s;
+            for (const QString& table : {u"tracks"_s, u"occurences"_s, u"tokens"_s, u"lyrics"_s, u"chapters"_s,
+                                        u"folders"_s, u"indexed_texts"_s}) {
+                for (const QString& operation : {u"INSERT"_s, u"UPDATE"_s, u"DELETE"_s}) {
+                    sql += u"CREATE TEMP TRIGGER w_%1_%2 AFTER %2 ON main.%1 BEGIN INSERT INTO writes VALUES "
+                           "('%1 %2'); END;"_s.arg(table, operation);
+                }
+            }
+            ASSERT_TRUE(connection.executeStatements(sql));
+        });
+    }
+    // For each track, "path: token token ..." with a token listed once per occurrence row.
+    QStringList occurrences() {
+        return column(u"SELECT path || ':' || ifnull((SELECT group_concat(token, ' ') FROM (SELECT token FROM "
+                      "occurences JOIN tokens ON tokens.id = token_id WHERE track_id = tracks.id ORDER BY token)), '') "
+                      "AS v FROM tracks ORDER BY path"_s);
+    }
+    // What occurrences() gives when every track holds each token of its texts once.
+    QStringList tokensOfTexts() {
+        QStringList lines;
+        DBTestAccess::queue(*db)->inDatabase([&](SQLiteDatabase& connection) {
+            auto rows = connection.executeQuery(u"SELECT path, title, artist, album FROM tracks ORDER BY path"_s);
+            while (rows && rows->next()) {
+                QSet<QString> found;
+                for (const QString& name : {u"path"_s, u"title"_s, u"artist"_s, u"album"_s}) {
+                    insertTokens(rows->stringForColumn(name).value_or(QString()), found);
+                }
+                QStringList sorted(found.cbegin(), found.cend());
+                sorted.sort();
+                lines.append(*rows->stringForColumn(u"path"_s) + u':' + sorted.join(u' '));
+            }
+        });
+        return lines;
+    }
+    // The search's copy in memory answers as the statement does.
+    void expectSearchAsStatement(const QStringList& queries) {
+        for (const QString& query : queries) EXPECT_EQ(db->search(query), db->searchByStatement(query)) << query.toStdString();
     }
 
     MediaFactory media;
@@ -230,4 +274,111 @@ TEST_F(LibraryTest, ARemovedListenerHearsNothingMore) {
     addFolder(media.path(u"Empty"_s));
     ASSERT_TRUE(waitForScans(1));
     EXPECT_TRUE(removed.calls.isEmpty());
+}
+
+// Nothing but the folder's row (its scan date cleared, then set) is written when no file
+// changed; searches find what they found before.
+TEST_F(LibraryTest, RescanOfAnUnchangedFolderWritesOnlyItsScanDate) {
+    for (const QString& name : {u"U/a.flac"_s, u"U/sub/b.flac"_s, u"U/Cafe\u0301.flac"_s}) {
+        ASSERT_FALSE(flac(name, u"Tune"_s).isEmpty());
+    }
+    const FolderRef folder = addFolder(media.path(u"U"_s));
+    ASSERT_TRUE(waitForScans(1));
+    const QStringList before = occurrences();
+    ASSERT_EQ(before, tokensOfTexts());
+    const QStringList found = db->search(u"tune"_s);
+    ASSERT_EQ(found.size(), 3);
+
+    recordWrites();
+    rescan(folder);
+    EXPECT_EQ(column(u"SELECT what AS v FROM writes"_s), QStringList({u"folders UPDATE"_s, u"folders UPDATE"_s}));
+    EXPECT_EQ(occurrences(), before);
+    EXPECT_EQ(db->search(u"tune"_s), found);
+    EXPECT_TRUE(folder->lastCompletedScan);
+}
+
+// Changed, refreshed, moved and deleted files: each record ends with the tokens of its texts
+// now, once each, and only the records that changed lose their rows.
+TEST_F(LibraryTest, RescanReplacesTheTokensOfRecordsWhoseTextsChanged) {
+    const QString kept = flac(u"C/kept.flac"_s, u"Steady"_s);
+    const QString changed = flac(u"C/changed.flac"_s, u"Before"_s);
+    const QString played = flac(u"C/played.flac"_s, u"Old"_s);
+    const QString moved = flac(u"C/moved.flac"_s, u"Moving"_s);
+    const QString gone = flac(u"C/gone.flac"_s, u"Vanishing"_s);
+    ASSERT_FALSE(kept.isEmpty() || changed.isEmpty() || played.isEmpty() || moved.isEmpty() || gone.isEmpty());
+    const FolderRef folder = addFolder(media.path(u"C"_s));
+    ASSERT_TRUE(waitForScans(1));
+    ASSERT_FALSE(db->search(u"old"_s).isEmpty());
+
+    // Titles of other lengths: the files' sizes change, whatever their modification times.
+    ASSERT_FALSE(flac(u"C/changed.flac"_s, u"After the change"_s).isEmpty());
+    // The player reads a file that changed and writes the record back; its tokens stay.
+    ASSERT_FALSE(flac(u"C/played.flac"_s, u"Renamed by the player"_s).isEmpty());
+    const TrackRef record = db->track(played);
+    ASSERT_TRUE(record && refreshMetadata(*record, true) == RefreshResult::updated);
+    db->updateTrack(*record);
+    ASSERT_TRUE(QDir().mkpath(media.path(u"C/sub"_s)));
+    const QString movedTo = media.path(u"C/sub/moved.flac"_s);
+    ASSERT_TRUE(QFile::rename(moved, movedTo));
+    ASSERT_TRUE(QFile::remove(gone));
+
+    const qint64 keptId = db->track(kept)->pk;
+    recordWrites();
+    DBTestAccess::queue(*db)->inDatabase([](SQLiteDatabase& connection) {
+        ASSERT_TRUE(connection.executeStatements(
+            u"CREATE TEMP TABLE cleared (id INTEGER); CREATE TEMP TRIGGER c AFTER DELETE ON main.occurences BEGIN "
+            "INSERT INTO cleared VALUES (old.track_id); END;"_s));
+    });
+    rescan(folder);
+
+    EXPECT_EQ(occurrences(), tokensOfTexts());
+    EXPECT_EQ(column(u"SELECT count(*) AS v FROM cleared WHERE id = %1"_s.arg(keptId)), QStringList({u"0"_s}));
+    EXPECT_EQ(db->search(u"after chan"_s), QStringList({changed}));
+    EXPECT_TRUE(db->search(u"before"_s).isEmpty());
+    EXPECT_EQ(db->search(u"renamed play"_s), QStringList({played}));
+    EXPECT_TRUE(db->search(u"old"_s).isEmpty());
+    EXPECT_EQ(db->search(u"moving"_s), QStringList({movedTo}));
+    EXPECT_TRUE(db->search(u"vanish"_s).isEmpty());
+    EXPECT_EQ(db->search(u"steady"_s), QStringList({kept}));
+    expectSearchAsStatement({u"c"_s, u"flac"_s, u"sub mov"_s, u"st"_s});
+
+    // A rescan right after writes nothing but the folder's row.
+    const QStringList after = occurrences();
+    DBTestAccess::queue(*db)->inDatabase([](SQLiteDatabase& connection) { connection.executeStatements(u"DELETE FROM writes;"_s); });
+    rescan(folder);
+    EXPECT_EQ(occurrences(), after);
+    EXPECT_EQ(column(u"SELECT what AS v FROM writes"_s), QStringList({u"folders UPDATE"_s, u"folders UPDATE"_s}));
+}
+
+// A folder inside another: the inner folder owns its tracks (it claimed them when added), and a
+// scan of the outer one adds their tokens once more each time, as a scan always has; the inner
+// folder's own scan brings them back to once each.
+TEST_F(LibraryTest, ScanOfAnOuterFolderAddsTheTokensOfTheInnerFoldersTracksAgain) {
+    const QString outerSong = flac(u"N/top.flac"_s, u"Outer"_s);
+    const QString innerSong = flac(u"N/In/deep.flac"_s, u"Inner"_s);
+    ASSERT_FALSE(outerSong.isEmpty() || innerSong.isEmpty());
+    const FolderRef outer = addFolder(media.path(u"N"_s));
+    ASSERT_TRUE(waitForScans(1));
+    const FolderRef inner = addFolder(media.path(u"N/In"_s));
+    ASSERT_TRUE(waitForScans(2));
+    const QStringList once = tokensOfTexts();
+    ASSERT_EQ(once.size(), 2);
+    // The inner folder's scan found its track's tokens doubled by the outer folder's first scan.
+    EXPECT_EQ(occurrences(), once);
+
+    const auto innerCopies = [&] {
+        return column(u"SELECT count(*) AS v FROM occurences JOIN tokens ON tokens.id = token_id "
+                      "WHERE token = 'inner'"_s).value(0).toInt();
+    };
+    rescan(outer);
+    EXPECT_EQ(innerCopies(), 2);
+    EXPECT_EQ(occurrences().filter(u"top.flac:"_s), once.filter(u"top.flac:"_s));
+    rescan(outer);
+    EXPECT_EQ(innerCopies(), 3);
+    rescan(inner);
+    EXPECT_EQ(occurrences(), once);
+    rescan(outer);
+    EXPECT_EQ(innerCopies(), 2);
+    expectSearchAsStatement({u"inner"_s, u"outer"_s, u"in deep"_s, u"n"_s});
+    EXPECT_EQ(db->search(u"inner"_s), QStringList({innerSong}));
 }

@@ -56,3 +56,44 @@ TEST_F(IndexStorageTest, RowThatCannotBeWrittenIsLoggedAndTheRestCommitted) {
     EXPECT_EQ(occurrences(), QStringList{u"blue /m/a.flac"_s});
     EXPECT_EQ(log.lines(), QStringList{u"DB Error: 19 \"FOREIGN KEY constraint failed\""_s});
 }
+
+// A scan batch records the digest of the texts a track was indexed from (not for a track whose
+// rows could not all be written); the folder's records come back with it; every other write of
+// tokens forgets it.
+TEST_F(IndexStorageTest, DigestOfIndexedTextsIsKeptOnlyByScanBatches) {
+    const qint64 m = addFolder(u"/m/"_s);
+    const TrackRef a = addTrack(u"/m/a.flac"_s, u"Blue"_s, m);
+    const TrackRef b = addTrack(u"/m/b.flac"_s, u"Green"_s, m);
+    auto unknown = std::make_shared<Track>(u"/m/unknown.flac"_s);
+    unknown->pk = 999;
+    const auto digests = [&] {
+        const sonvale::FolderRecords records = db.removeMissingTracks(m, {a->path, b->path});
+        return QList<qint64>({qint64(records.indexed.value(a->pk)), qint64(records.indexed.value(b->pk))});
+    };
+    const auto scan = [&](const QList<TrackRef>& tracks) {
+        sonvale::ScanBatch batch;
+        for (const TrackRef& track : tracks) {
+            batch.cleared.append(track->pk);
+            batch.index.add(track);
+            batch.indexed.append({track, sonvale::indexTextsDigest(*track)});
+        }
+        ASSERT_TRUE(db.saveScanBatch(batch));
+    };
+    const qint64 digestA = qint64(sonvale::indexTextsDigest(*a));
+    const qint64 digestB = qint64(sonvale::indexTextsDigest(*b));
+    ASSERT_NE(digestA, digestB);
+
+    scan({a, b, unknown});
+    EXPECT_EQ(digests(), QList<qint64>({digestA, digestB}));
+    EXPECT_EQ(column(db, u"SELECT count(*) AS v FROM indexed_texts"_s), QStringList{u"2"_s});
+    Index more;
+    more.add(a);
+    db.saveIndex(more);
+    EXPECT_EQ(digests(), QList<qint64>({0, digestB}));
+    scan({a});
+    db.clearIndex(m);
+    EXPECT_EQ(digests(), QList<qint64>({0, 0}));
+    scan({a, b});
+    db.removeFolder(m);
+    EXPECT_EQ(column(db, u"SELECT count(*) AS v FROM indexed_texts"_s), QStringList{u"0"_s});
+}

@@ -122,6 +122,28 @@ TEST_F(SearchIndexTest, AnswersAsTheStatementThroughRescansAndFolderChanges) {
     }
     expectSameAnswers("after a rescan");
 
+    // A rescan in scan batches: a record whose texts changed has its tokens replaced, the
+    // others keep theirs, and the tracks of another folder get theirs again on top.
+    for (qsizetype first = 0; first < tracks.size(); first += 300) {
+        sonvale::ScanBatch batch;
+        for (const TrackRef& track : tracks.mid(first, 300)) {
+            if (track->folder == more) {
+                batch.index.add(track);
+                batch.unknown.append(track->pk);
+            } else if (track->folder == music && random() % 4 == 0 &&
+                       (kept.contains(track->path) || track->path.startsWith(u"/Music/moved/"_s))) {
+                track->album = words(2);
+                batch.updated.append(track);
+                batch.cleared.append(track->pk);
+                batch.index.add(track);
+                batch.indexed.append({track, sonvale::indexTextsDigest(*track)});
+            }
+        }
+        ASSERT_TRUE(db.saveScanBatch(batch));
+        EXPECT_EQ(db.search(u"bo"_s), db.searchByStatement(u"bo"_s));
+    }
+    expectSameAnswers("after a rescan in scan batches");
+
     // A folder added over existing tracks claims them by prefix; a removed one leaves the search.
     addFolder(u"/Elsewhere/"_s);
     expectSameAnswers("after a folder was added");

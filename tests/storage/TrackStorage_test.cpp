@@ -114,7 +114,7 @@ TEST_F(TrackStorageTest, RemoveMissingTracksDeletesOnlyTheFolderTracksNotFound) 
     // The walk reports the first path decomposed; the others under /m are gone.
     db.removeMissingTracks(m, {kDecomposed});
 
-    // The queued track cannot go while the saved playlist refers to it.
+    // The queued track cannot go while the saved playlist refers to it; it stays without tokens.
     EXPECT_EQ(column(db, u"SELECT path AS v FROM tracks ORDER BY id"_s),
               QStringList({kComposed, u"/m/queued.flac"_s, u"/n/other.flac"_s}));
     EXPECT_TRUE(log.contains(u"DB Error: 19 \"FOREIGN KEY constraint failed\""_s));
@@ -124,6 +124,8 @@ TEST_F(TrackStorageTest, RemoveMissingTracksDeletesOnlyTheFolderTracksNotFound) 
         EXPECT_EQ(column(db, count, {SQLValue::integer(ids[1])}), QStringList{u"0"_s});
         EXPECT_NE(column(db, count, {SQLValue::integer(ids[0])}), QStringList{u"0"_s});
     }
+    EXPECT_EQ(column(db, u"SELECT track_id AS v FROM occurences ORDER BY 1"_s),
+              QStringList({QString::number(ids[0]), QString::number(ids[3])}));
 }
 
 TEST(TrackStorage, WithoutADatabaseEveryOperationIsEmpty) {
@@ -144,4 +146,16 @@ TEST(TrackStorage, WithoutADatabaseEveryOperationIsEmpty) {
     db.removeFolder(1);
     db.saveIndex(sonvale::Index());
     db.clearIndex(1);
+}
+
+TEST_F(TrackStorageTest, TracksLooksUpManyPathsInOrderInEitherSpelling) {
+    const TrackRef a = addTrack(kComposed);
+    const TrackRef b = addTrack(u"/m/b.flac"_s);
+    const QList<TrackRef> found = db.tracks({u"/m/b.flac"_s, u"/m/none.flac"_s, kDecomposed});
+    ASSERT_EQ(found.size(), 3);
+    ASSERT_TRUE(found[0] && found[2]);
+    EXPECT_EQ(found[0]->pk, b->pk);
+    EXPECT_FALSE(found[1]);
+    EXPECT_EQ(found[2]->pk, a->pk);
+    EXPECT_TRUE(db.tracks({}).isEmpty());
 }

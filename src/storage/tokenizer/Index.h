@@ -20,4 +20,10 @@ public:
     QHash<QString, QList<TrackRef>> occurences;
 };
 
+// A 64-bit digest of the texts add() takes a track's tokens from, in their order and spelling,
+// and of the version of the tokenizer's rules: tracks with equal digests get the same tokens
+// (two different texts share a digest by accident with a chance of about 2^-64). The same from
+// run to run, as it is kept in the database. Pure function.
+quint64 indexTextsDigest(const Track& track);
+
 }  // namespace sonvale
