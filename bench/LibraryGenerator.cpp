@@ -1,5 +1,9 @@
 #include "LibraryGenerator.h"
 
+#include "DB.h"
+#include "Index.h"
+#include "ScanBatch.h"
+
 #include <QSet>
 
 #include <cmath>
@@ -109,4 +113,20 @@ QList<sonvale::TrackRef> LibraryGenerator::tracks(int count) {
         result.append(track);
     }
     return result;
+}
+
+void LibraryGenerator::store(sonvale::DB& db, const QList<sonvale::TrackRef>& tracks, const QString& root) {
+    sonvale::Folder folder{std::nullopt, root, std::nullopt};
+    db.addFolder(folder);
+    constexpr int kBatch = 1000;
+    for (qsizetype first = 0; first < tracks.size(); first += kBatch) {
+        sonvale::ScanBatch batch;
+        batch.inserted = tracks.mid(first, kBatch);
+        for (const sonvale::TrackRef& track : batch.inserted) track->folder = *folder.pk;
+        batch.updated = batch.inserted;
+        db.saveScanBatch(batch);
+        sonvale::Index index;
+        for (const sonvale::TrackRef& track : batch.inserted) index.add(track);
+        db.saveIndex(index);
+    }
 }

@@ -8,6 +8,10 @@
 
 #include <cstdint>
 
+namespace sonvale {
+class DB;
+}
+
 // A synthetic music library for the search benchmark: /home/user/Music/Artist/Album/NN Title.ext
 // with the same artist, album and title in the tags. Words come from a fixed list of common
 // song words followed by made-up syllable words (a few with diacritics), drawn with a
@@ -20,6 +24,9 @@ public:
 
     // Tracks 1..count (pk = position), status scanned; folder left 0.
     QList<sonvale::TrackRef> tracks(int count);
+    // Stores `tracks` with their tokens in `db` under a new library folder at `root`, in
+    // batches of 1000 as a scan does.
+    static void store(sonvale::DB& db, const QList<sonvale::TrackRef>& tracks, const QString& root);
 
 private:
     std::uint64_t next();

@@ -8,7 +8,6 @@
 //   open_bench [--sizes 10000,100000] [--runs 5]
 
 #include "DB.h"
-#include "Index.h"
 #include "LibraryGenerator.h"
 #include "SQLiteDatabase.h"
 
@@ -39,19 +38,7 @@ QString option(const QStringList& args, const QString& name, const QString& fall
 void build(const QString& dir, int size) {
     DB db(dir);
     QList<TrackRef> tracks = LibraryGenerator().tracks(size);
-    sonvale::Folder folder{std::nullopt, QStringLiteral("/home/user/Music/"), std::nullopt};
-    db.addFolder(folder);
-    constexpr int kBatch = 1000;
-    for (qsizetype first = 0; first < tracks.size(); first += kBatch) {
-        sonvale::ScanBatch batch;
-        batch.inserted = tracks.mid(first, kBatch);
-        for (const TrackRef& track : batch.inserted) track->folder = *folder.pk;
-        batch.updated = batch.inserted;
-        db.saveScanBatch(batch);
-        sonvale::Index index;
-        for (const TrackRef& track : batch.inserted) index.add(track);
-        db.saveIndex(index);
-    }
+    LibraryGenerator::store(db, tracks, QStringLiteral("/home/user/Music/"));
     db.savePlaylist(tracks);
 }
 

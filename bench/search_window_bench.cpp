@@ -12,8 +12,6 @@
 // Needs a PulseAudio server for the player (scripts/with-pulseaudio.sh).
 
 #include "DB.h"
-#include "DBTestAccess.h"
-#include "Index.h"
 #include "Library.h"
 #include "LibraryGenerator.h"
 #include "Player.h"
@@ -61,28 +59,7 @@ double percentile(std::vector<double> values, double p) {
 // The generated tracks under one library folder, with their tokens, as a scan leaves them.
 QList<TrackRef> buildLibrary(DB& db, int count) {
     QList<TrackRef> tracks = LibraryGenerator().tracks(count);
-    sonvale::DBTestAccess::queue(db)->inTransaction([&](SQLiteDatabase& connection, bool&) {
-        for (const TrackRef& t : tracks) {
-            auto cursor = connection.executeQuery(
-                QStringLiteral("INSERT INTO tracks (id, path, size, timestamp, track, title, artist, album, duration, "
-                               "bitRate, sampleRate, channels, status, metaVersion) "
-                               "VALUES (?, ?, 4000000, 1700000000, ?, ?, ?, ?, 200.0, 900000, 44100, 2, 1, 3)"),
-                {SQLValue::integer(t->pk), SQLValue::text(t->path), SQLValue::text(t->track), SQLValue::text(t->title),
-                 SQLValue::text(t->artist), SQLValue::text(t->album)});
-            if (cursor) cursor->step();
-        }
-    });
-    // Claims every track below it.
-    sonvale::Folder folder{std::nullopt, QStringLiteral("/home/user/Music"), std::nullopt};
-    db.addFolder(folder);
-    for (qsizetype first = 0; first < tracks.size(); first += 1000) {
-        sonvale::Index index;
-        for (const TrackRef& track : tracks.mid(first, 1000)) {
-            track->folder = *folder.pk;
-            index.add(track);
-        }
-        db.saveIndex(index);
-    }
+    LibraryGenerator::store(db, tracks, QStringLiteral("/home/user/Music"));
     return tracks;
 }
 
