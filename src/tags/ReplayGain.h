@@ -10,10 +10,10 @@ namespace sonvale {
 // album) to the ReplayGain reference loudness, in dB, and the highest sample as a fraction of
 // full scale. Each is absent when the file does not give it or gives a value beyond reason.
 struct ReplayGain {
-    std::optional<float> trackGain;
-    std::optional<float> trackPeak;
-    std::optional<float> albumGain;
-    std::optional<float> albumPeak;
+    std::optional<float> trackGain = std::nullopt;
+    std::optional<float> trackPeak = std::nullopt;
+    std::optional<float> albumGain = std::nullopt;
+    std::optional<float> albumPeak = std::nullopt;
 
     bool empty() const { return !trackGain && !trackPeak && !albumGain && !albumPeak; }
     // Takes each value this record lacks from `other`: how a secondary tag fills in.
