@@ -17,7 +17,6 @@ namespace {
 QLabel* note(const QString& text, QWidget* parent) {
     auto* label = new QLabel(text, parent);
     label->setForegroundRole(QPalette::PlaceholderText);
-    label->setWordWrap(true);
     return label;
 }
 
@@ -45,10 +44,10 @@ PlaybackPane::PlaybackPane(Preferences& preferences, Notifications& notification
     auto* form = new QFormLayout;
     form->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
     form->addRow(tr("ReplayGain:"), mode_);
-    form->addRow(QString(), note(tr("Plays each file at the loudness its ReplayGain tags give. Album gain keeps "
-                                    "the differences between the tracks of an album and takes the track gain "
-                                    "where a file has no album gain. Files without tags play as they are."),
-                                 this));
+    form->addRow(QString(), note(tr("Plays each file at the loudness its ReplayGain tags give."), this));
+    form->addRow(QString(), note(tr("Album gain keeps the differences between an album's tracks."), this));
+    form->addRow(QString(),
+                 note(tr("Files without an album gain get their track gain; files without tags play as they are."), this));
     form->addRow(tr("Preamp:"), preamp_);
     form->addRow(QString(), note(tr("Added to the gain of files that have one."), this));
     form->addRow(tr("Clipping:"), preventClipping_);
