@@ -46,8 +46,8 @@ PlaybackPane::PlaybackPane(Preferences& preferences, Notifications& notification
     form->addRow(tr("ReplayGain:"), mode_);
     form->addRow(QString(), note(tr("Plays each file at the loudness its ReplayGain tags give."), this));
     form->addRow(QString(), note(tr("Album gain keeps the differences between an album's tracks."), this));
-    form->addRow(QString(),
-                 note(tr("Files without an album gain get their track gain; files without tags play as they are."), this));
+    const QString fallback = tr("Files without an album gain get their track gain; files without tags play as they are.");
+    form->addRow(QString(), note(fallback, this));
     form->addRow(tr("Preamp:"), preamp_);
     form->addRow(QString(), note(tr("Added to the gain of files that have one."), this));
     form->addRow(tr("Clipping:"), preventClipping_);
@@ -70,7 +70,8 @@ void PlaybackPane::refresh() {
 
 void PlaybackPane::connectControls() {
     connect(mode_, &QComboBox::currentIndexChanged, this, [this] {
-        preferences_.replayGain.mode = replayGainModeFromRaw(mode_->currentData().toInt()).value_or(ReplayGainMode::Off);
+        const auto mode = replayGainModeFromRaw(mode_->currentData().toInt());
+        preferences_.replayGain.mode = mode.value_or(ReplayGainMode::Off);
         enableDetails();
         save();
     });

@@ -49,7 +49,8 @@ float readVolume(const QSettings& store) {
 
 ReplayGainSettings readReplayGainSettings(const QSettings& store) {
     ReplayGainSettings settings;
-    settings.mode = replayGainModeFromRaw(readInteger(store, keyReplayGainMode).value_or(0)).value_or(ReplayGainMode::Off);
+    const auto mode = replayGainModeFromRaw(readInteger(store, keyReplayGainMode).value_or(0));
+    settings.mode = mode.value_or(ReplayGainMode::Off);
     bool ok = false;
     const float preamp = store.value(keyReplayGainPreamp, 0.0f).toFloat(&ok);
     if (ok && std::isfinite(preamp)) {

@@ -28,7 +28,7 @@ TEST(ReplayGainSettings, TheModeChoosesTheGainAndAlbumFallsBackToTrack) {
     // Without a gain for the mode the file plays as it is, preamp or not.
     const ReplayGainSettings loud{.mode = ReplayGainMode::Album, .preamp = 6.0f};
     EXPECT_EQ(replayGainFactor(ReplayGain{}, loud), 1.0f);
-    EXPECT_EQ(replayGainFactor(ReplayGain{.albumGain = -2.0f}, ReplayGainSettings{.mode = ReplayGainMode::Track}), 1.0f);
+    EXPECT_EQ(replayGainFactor(ReplayGain{.albumGain = -2.0f}, kTrack), 1.0f);
 }
 
 TEST(ReplayGainSettings, ThePreampAddsAndThePeakLimitsWhenClippingIsPrevented) {

@@ -30,7 +30,9 @@ QByteArray userText(int major, const QByteArray& description, const QByteArray& 
     return id3Frame(major, major == 2 ? "TXX" : "TXXX", '\0' + description + '\0' + value);
 }
 
-QByteArray atom(const char* type, const QByteArray& body) { return be(8 + body.size(), 4) + QByteArray(type, 4) + body; }
+QByteArray atom(const char* type, const QByteArray& body) {
+    return be(8 + body.size(), 4) + QByteArray(type, 4) + body;
+}
 
 QByteArray freeform(const QByteArray& name, const QByteArray& value) {
     return atom("----", atom("mean", be(0, 4) + "com.apple.iTunes") + atom("name", be(0, 4) + name) +
@@ -75,7 +77,9 @@ TEST(ReplayGain, ParsesGainsPeaksAndR128ValuesAndRejectsWhatIsBeyondReason) {
     EXPECT_EQ(ReplayGainTags::parseR128Gain("-512"), 3.0f);
     EXPECT_EQ(ReplayGainTags::parseR128Gain(" +256 "), 6.0f);
     EXPECT_EQ(ReplayGainTags::parseR128Gain("0"), 5.0f);
-    for (const char* bad : {"", "1.5", "32768", "-32769", "-2 dB"}) EXPECT_FALSE(ReplayGainTags::parseR128Gain(bad)) << bad;
+    for (const char* bad : {"", "1.5", "32768", "-32769", "-2 dB"}) {
+        EXPECT_FALSE(ReplayGainTags::parseR128Gain(bad)) << bad;
+    }
 }
 
 TEST(ReplayGain, TheFirstUsableValueWinsAndReplayGainWinsOverR128) {
