@@ -9,5 +9,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     (void)sonvale::ID3Reader::readTag(*file, 0);
     (void)sonvale::ID3Reader::readInfo(*file, 0);
     (void)sonvale::ID3Reader::readPicture(*file, 0);
+    (void)sonvale::ID3Reader::readReplayGain(*file, 0);
     return 0;
 }

@@ -10,6 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (const qint64 offset : {qint64(0), qint64(size > 16 ? data[0] % 16 : 0)}) {
         (void)sonvale::RIFFReader::readInfo(*file, offset);
         (void)sonvale::RIFFReader::readPicture(*file, offset);
+        (void)sonvale::RIFFReader::readReplayGain(*file, offset);
     }
     return 0;
 }

@@ -16,6 +16,8 @@ if [ ! -e "$seeds/.made" ]; then
   gen() { ffmpeg -hide_banner -loglevel error -y -f lavfi -i "sine=duration=0.2" "$@"; }
   ffmpeg -hide_banner -loglevel error -y -f lavfi -i testsrc=size=16x16 -frames:v 1 "$seeds/c.jpg"
   gen -metadata title=T -metadata artist=A -metadata track=1/2 "$seeds/a.flac"
+  gen -metadata "REPLAYGAIN_TRACK_GAIN=-6.02 dB" -metadata REPLAYGAIN_ALBUM_PEAK=0.9 "$seeds/g.flac"
+  gen -metadata "REPLAYGAIN_TRACK_GAIN=-6.02 dB" -metadata R128_TRACK_GAIN=-512 -id3v2_version 3 "$seeds/g.mp3"
   gen -i "$seeds/c.jpg" -map 0 -map 1 -c:v copy -disposition:v attached_pic -metadata title=T "$seeds/p.flac"
   gen -metadata title=T -id3v2_version 3 "$seeds/a3.mp3"
   gen -metadata title=T -metadata artist=A -id3v2_version 4 "$seeds/a4.mp3"

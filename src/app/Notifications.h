@@ -28,6 +28,9 @@ signals:
     void exportPlaylist();
     void labelsChanged();
     void winampKeysChanged();
+    // One of the ReplayGain preferences changed: a file opened from now on plays with the new
+    // gain; a receiver may apply it to the file that is playing.
+    void replayGainChanged();
     // The number of selected playlist rows changed.
     void selectionChanged(int count);
 };

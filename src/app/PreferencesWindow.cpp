@@ -3,6 +3,7 @@
 #include "GeneralPane.h"
 #include "LabelsPane.h"
 #include "LibraryPane.h"
+#include "PlaybackPane.h"
 
 #include <QSettings>
 #include <QTabWidget>
@@ -21,12 +22,14 @@ PreferencesWindow::PreferencesWindow(const Parts& parts, QWidget* parent)
       general_(new GeneralPane(parts.preferences, parts.notifications, parts.alwaysOnTop, this)),
       library_(new LibraryPane(parts.library, parts.folders, parts.folderStorage, parts.countQueue, this)),
       labels_(new LabelsPane(parts.preferences, parts.notifications, parts.player, this)),
+      playback_(new PlaybackPane(parts.preferences, parts.notifications, this)),
       tabs_(new QTabWidget(this)) {
     setObjectName(QStringLiteral("PreferencesWindow"));
     setWindowTitle(tr("Sonvale Preferences"));
     tabs_->addTab(general_, tr("General"));
     tabs_->addTab(library_, tr("Library"));
     tabs_->addTab(labels_, tr("Labels"));
+    tabs_->addTab(playback_, tr("Playback"));
     tabs_->setDocumentMode(true);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(6, 6, 6, 6);
@@ -40,6 +43,7 @@ void PreferencesWindow::showPane(Pane pane) {
     tabs_->setCurrentIndex(int(pane));
     general_->refresh();
     labels_->refresh();
+    playback_->refresh();
     show();
     raise();
     activateWindow();

@@ -17,16 +17,17 @@ class LibraryFoldersModel;
 class LibraryPane;
 class Notifications;
 class OperationQueue;
+class PlaybackPane;
 class Player;
 class Preferences;
 
-// The preferences window: the general, library and labels panes as tabs. There is no OK or
+// The preferences window: the general, library, labels and playback panes as tabs. There is no OK or
 // Cancel: each pane saves a change at once. Its geometry is kept in the settings
 // store. Main thread only; everything it is given must outlive it.
 class PreferencesWindow : public QWidget {
     Q_OBJECT
 public:
-    enum class Pane { General = 0, Library = 1, Labels = 2 };
+    enum class Pane { General = 0, Library = 1, Labels = 2, Playback = 3 };
 
     struct Parts {
         Preferences& preferences;
@@ -48,6 +49,7 @@ public:
     GeneralPane* general() const { return general_; }
     LibraryPane* library() const { return library_; }
     LabelsPane* labels() const { return labels_; }
+    PlaybackPane* playback() const { return playback_; }
 
 signals:
     // "timeRightTotal" changed.
@@ -61,6 +63,7 @@ private:
     GeneralPane* general_;
     LibraryPane* library_;
     LabelsPane* labels_;
+    PlaybackPane* playback_;
     QTabWidget* tabs_;
     bool restored_ = false;
 };

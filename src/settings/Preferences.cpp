@@ -21,6 +21,9 @@ const QString keyPlaybackMode = QStringLiteral("playbackMode");
 const QString keyVolume = QStringLiteral("volume");
 const QString keyCurrent = QStringLiteral("current");
 const QString keyAbsolutePaths = QStringLiteral("UseAbsolutePathsForPlaylists");
+const QString keyReplayGainMode = QStringLiteral("replayGainMode");
+const QString keyReplayGainPreamp = QStringLiteral("replayGainPreamp");
+const QString keyReplayGainPreventClipping = QStringLiteral("replayGainPreventClipping");
 const QString groupLabels = QStringLiteral("labels");
 const QString groupSeparators = QStringLiteral("separators");
 
@@ -42,6 +45,19 @@ float readVolume(const QSettings& store) {
     const float value = store.value(keyVolume, 1.0f).toFloat(&ok);
     if (!ok || !std::isfinite(value)) return 1.0f;
     return std::clamp(value, 0.0f, 1.0f);
+}
+
+ReplayGainSettings readReplayGainSettings(const QSettings& store) {
+    ReplayGainSettings settings;
+    const auto mode = replayGainModeFromRaw(readInteger(store, keyReplayGainMode).value_or(0));
+    settings.mode = mode.value_or(ReplayGainMode::Off);
+    bool ok = false;
+    const float preamp = store.value(keyReplayGainPreamp, 0.0f).toFloat(&ok);
+    if (ok && std::isfinite(preamp)) {
+        settings.preamp = std::clamp(preamp, ReplayGainSettings::kMinPreamp, ReplayGainSettings::kMaxPreamp);
+    }
+    settings.preventClipping = store.value(keyReplayGainPreventClipping, true).toBool();
+    return settings;
 }
 
 void readSeparators(QSettings& store, Labels& labels) {
@@ -94,6 +110,7 @@ void Preferences::load() {
     useAbsolutePathsForPlaylists = store.value(keyAbsolutePaths).toBool();
     appearance = appearanceFromRaw(readInteger(store, keyAppearance).value_or(0));
     volume = readVolume(store);
+    replayGain = readReplayGainSettings(store);
     labels = Labels();
     readSeparators(store, labels);
     readTemplates(store, labels);
@@ -109,6 +126,9 @@ bool Preferences::save() const {
     store.setValue(keyAppearance, int(appearance));
     store.setValue(keyPlaybackMode, int(playbackMode));
     store.setValue(keyVolume, volume);
+    store.setValue(keyReplayGainMode, int(replayGain.mode));
+    store.setValue(keyReplayGainPreamp, replayGain.preamp);
+    store.setValue(keyReplayGainPreventClipping, replayGain.preventClipping);
     if (currentPlaylistItem) {
         store.setValue(keyCurrent, *currentPlaylistItem);
     } else {

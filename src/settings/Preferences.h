@@ -2,6 +2,7 @@
 
 #include "Labels.h"
 #include "PlaybackMode.h"
+#include "ReplayGainSettings.h"
 
 #include <QString>
 
@@ -31,6 +32,9 @@ public:
     std::optional<qint64> currentPlaylistItem = 0;            // "current"; removed when none
     bool useAbsolutePathsForPlaylists = false;                // "UseAbsolutePathsForPlaylists"
     Labels labels;                                            // groups "labels" and "separators"
+    // "replayGainMode" (raw value), "replayGainPreamp" (dB, kept in the settings' range) and
+    // "replayGainPreventClipping"; read by the player when it opens a file.
+    ReplayGainSettings replayGain;
 
     // Reads every key again, replacing the fields.
     void load();

@@ -4,7 +4,6 @@
 #include "ID3Reader.h"
 #include "Utf8.h"
 
-
 #include <algorithm>
 #include <cmath>
 
@@ -157,6 +156,20 @@ std::optional<AudioInfo> FLACReader::readInfo(const FileBytes& file, qint64 offs
         if (const auto id3 = ID3Reader::readTag(file, 0)) mergeID3(*id3, info);
     }
     return info;
+}
+
+ReplayGain FLACReader::readReplayGain(const FileBytes& file, qint64 offset) {
+    ReplayGainTags tags;
+    const QList<Block> blocks = readBlocks(file, offset);
+    if (const Block* vc = firstOfType(blocks, VorbisComment)) {
+        QByteArray buffer;
+        if (const auto body = file.view(vc->offset, vc->length, buffer)) {
+            forEachComment(*body, [&](QByteArrayView key, QByteArrayView value) { tags.offer(key, value); });
+        }
+    }
+    ReplayGain gain = tags.result();
+    if (offset >= 1) gain.fillMissing(ID3Reader::readReplayGain(file, 0));
+    return gain;
 }
 
 QList<QPair<QString, QString>> FLACReader::readVorbisComments(ByteView body) {

@@ -3,6 +3,7 @@
 #include "AudioInfo.h"
 #include "ByteView.h"
 #include "FileBytes.h"
+#include "ReplayGain.h"
 
 #include <QByteArray>
 #include <QList>
@@ -32,6 +33,9 @@ public:
     // The metadata block headers, in file order, behind "fLaC" at `offset` (at most 128).
     static QList<Block> readBlocks(const FileBytes& file, qint64 offset);
     static std::optional<AudioInfo> readInfo(const FileBytes& file, qint64 offset);
+    // The ReplayGain comments of the first VORBIS_COMMENT block; an ID3v2 tag in front of the
+    // stream fills what they lack. Reads the block headers and that block only.
+    static ReplayGain readReplayGain(const FileBytes& file, qint64 offset);
     // (key, value) pairs of a VORBIS_COMMENT body; keys upper-cased. A malformed comment ends
     // the list and keeps what came before it.
     static QList<QPair<QString, QString>> readVorbisComments(ByteView body);

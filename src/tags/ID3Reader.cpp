@@ -23,6 +23,8 @@ constexpr qint64 kMaxChapterBytes = 1024 * 1024;
 constexpr qint64 kShortPictureHeaderBytes = 256;
 constexpr qint64 kPictureHeaderBytes = 4096;
 constexpr qsizetype kMaxPictureCandidates = 64;
+// A user text frame that holds a gain is a few dozen bytes; a longer one holds something else.
+constexpr qint64 kMaxUserTextBytes = 1024;
 constexpr uint8_t kFrontCover = 3;
 
 enum class Field { None, Title, Artist, Album, Track, Genre, Lyrics, Picture, Chapter, Table };
@@ -149,6 +151,16 @@ std::optional<QByteArray> pictureData(ID3FrameWalker& walker, const ID3Frame& fr
     return content->mid(header->dataStart);
 }
 
+// TXXX and TXX: encoding, terminated description, then the value.
+void offerUserText(ByteView content, ReplayGainTags& tags) {
+    const auto encoding = content.u8(0);
+    if (!encoding) return;
+    const auto strings = ID3Text::decode(*encoding, *content.from(1));
+    if (!strings || strings->size() < 2) return;
+    const QByteArray name = trimTagText(strings->at(0)).toUtf8();
+    if (ReplayGainTags::isGainName(name)) tags.offer(name, strings->at(1).toUtf8());
+}
+
 }  // namespace
 
 std::optional<ID3Tag> ID3Reader::readTag(const FileBytes& file, qint64 offset) {
@@ -192,6 +204,19 @@ std::optional<AudioInfo> ID3Reader::readInfo(const FileBytes& file, qint64 offse
     info.hasArtwork = tag->hasPicture;
     info.chapters = finalizeChapters(tag->chapters, info.properties.duration);
     return info;
+}
+
+ReplayGain ID3Reader::readReplayGain(const FileBytes& file, qint64 offset) {
+    ReplayGainTags tags;
+    auto walker = ID3FrameWalker::open(file, offset);
+    if (!walker) return tags.result();
+    while (const auto frame = walker->next()) {
+        if (frame->id != id3FrameId("TXXX") && frame->id != id3FrameId("TXX")) continue;
+        if (frame->size > kMaxUserTextBytes) continue;
+        QByteArray holder;
+        if (const auto content = walker->contentView(*frame, kMaxUserTextBytes, holder)) offerUserText(*content, tags);
+    }
+    return tags.result();
 }
 
 std::optional<QByteArray> ID3Reader::readPicture(const FileBytes& file, qint64 offset) {

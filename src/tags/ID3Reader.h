@@ -2,6 +2,7 @@
 
 #include "AudioInfo.h"
 #include "FileBytes.h"
+#include "ReplayGain.h"
 
 #include <QByteArray>
 
@@ -28,6 +29,9 @@ public:
     // An MPEG audio file that starts with a tag at `offset`: the tag's text, artwork flag and
     // chapters, with the stream's technical values where they can be found.
     static std::optional<AudioInfo> readInfo(const FileBytes& file, qint64 offset);
+    // The ReplayGain values of the tag's user text frames (TXXX, TXX in version 2.2), whose
+    // description names the value. Reads the frame headers and those frames only.
+    static ReplayGain readReplayGain(const FileBytes& file, qint64 offset);
     // The bytes of the tag's first front cover, else of its first picture.
     static std::optional<QByteArray> readPicture(const FileBytes& file, qint64 offset);
 };

@@ -149,6 +149,16 @@ AudioTags MP4ItemList::readTags(ByteView ilst) {
     return tags;
 }
 
+void MP4ItemList::offerFreeform(ByteView item, ReplayGainTags& tags) {
+    // The name atom holds version and flags, then the name.
+    const auto name = MP4Atoms::child(item, atomType("name"));
+    const auto nameText = name ? name->from(4) : std::nullopt;
+    if (!nameText || !ReplayGainTags::isGainName(QByteArrayView(nameText->data(), nameText->size()))) return;
+    if (const auto value = firstText(dataValues(item))) {
+        tags.offer(QByteArrayView(nameText->data(), nameText->size()), value->toUtf8());
+    }
+}
+
 std::optional<ByteView> MP4ItemList::firstCoverView(ByteView ilst) {
     for (const MP4Atom& item : MP4Atoms::children(ilst)) {
         if (item.type != atomType("covr")) continue;

@@ -2,6 +2,7 @@
 
 #include "AudioInfo.h"
 #include "ByteView.h"
+#include "ReplayGain.h"
 
 #include <QByteArray>
 
@@ -17,6 +18,10 @@ public:
     // Title, artists (every value, in order), album, track number, genre (a text genre wins
     // over a numeric ID3v1 one) and lyrics.
     static AudioTags readTags(ByteView ilst);
+    // Offers a freeform item ("----": mean, name, data; the body of the item) to `tags` under its
+    // name, with its first text value. The mean (usually "com.apple.iTunes") is not checked:
+    // writers differ in it, the name alone says what the value is.
+    static void offerFreeform(ByteView item, ReplayGainTags& tags);
     // The bytes of the first non-empty value of the cover item.
     static std::optional<QByteArray> firstCover(ByteView ilst);
     // The same picture as a view into `ilst`, for callers that only need to know of it.

@@ -29,6 +29,8 @@ struct Movie {
 constexpr qint64 kWholeMovieBytes = 64 * 1024;
 // What is kept of a picture's value then: enough to tell that there is one.
 constexpr qint64 kKeptPictureBytes = 16;
+// A freeform item that holds a gain is about a hundred bytes; a larger one holds something else.
+constexpr qint64 kMaxFreeformBytes = 4096;
 
 std::optional<MP4Atom> findIn(const FileBytes& file, const MP4Atom& parent, uint32_t type) {
     for (const MP4Atom& atom : MP4Atoms::inFile(file, parent.offset, parent.size)) {
@@ -37,20 +39,32 @@ std::optional<MP4Atom> findIn(const FileBytes& file, const MP4Atom& parent, uint
     return std::nullopt;
 }
 
-// The file ranges of the picture values in udta/meta/ilst/covr beyond their first bytes, in
-// file order. A cover can be a megabyte; reading the tags needs only to know it is there.
-QList<std::pair<qint64, qint64>> pictureBulk(const FileBytes& file, const MP4Atom& moov) {
-    QList<std::pair<qint64, qint64>> ranges;
+// moov/udta/meta/ilst found by reading atom headers only.
+std::optional<MP4Atom> itemListInFile(const FileBytes& file, const MP4Atom& moov) {
     const auto udta = findIn(file, moov, atomType("udta"));
     auto meta = udta ? findIn(file, *udta, atomType("meta")) : std::nullopt;
-    if (!meta) return ranges;
+    if (!meta) return std::nullopt;
     QByteArray holder;
     // The ISO form of meta starts with version and flags (zero), the QuickTime form with a child.
     if (const auto first = file.view(meta->offset, 4, holder); first && first->be32(0) == 0u) {
         meta->offset += 4;
         meta->size -= 4;
     }
-    const auto ilst = findIn(file, *meta, atomType("ilst"));
+    return findIn(file, *meta, atomType("ilst"));
+}
+
+std::optional<MP4Atom> movieAtom(const FileBytes& file, qint64 offset) {
+    for (const MP4Atom& atom : MP4Atoms::topLevel(file, offset)) {
+        if (atom.type == atomType("moov")) return atom;
+    }
+    return std::nullopt;
+}
+
+// The file ranges of the picture values in udta/meta/ilst/covr beyond their first bytes, in
+// file order. A cover can be a megabyte; reading the tags needs only to know it is there.
+QList<std::pair<qint64, qint64>> pictureBulk(const FileBytes& file, const MP4Atom& moov) {
+    QList<std::pair<qint64, qint64>> ranges;
+    const auto ilst = itemListInFile(file, moov);
     if (!ilst) return ranges;
     for (const MP4Atom& item : MP4Atoms::inFile(file, ilst->offset, ilst->size)) {
         if (item.type != atomType("covr")) continue;
@@ -187,6 +201,19 @@ std::optional<AudioInfo> MP4Reader::readInfo(const FileBytes& file, qint64 offse
     }
     info.chapters = finalizeChapters(readChapters(file, moov, tracks, audioTrack), info.properties.duration);
     return info;
+}
+
+ReplayGain MP4Reader::readReplayGain(const FileBytes& file, qint64 offset) {
+    ReplayGainTags tags;
+    const auto moov = movieAtom(file, offset);
+    const auto ilst = moov ? itemListInFile(file, *moov) : std::nullopt;
+    if (!ilst) return tags.result();
+    for (const MP4Atom& item : MP4Atoms::inFile(file, ilst->offset, ilst->size)) {
+        if (item.type != atomType("----") || item.size > kMaxFreeformBytes) continue;
+        QByteArray holder;
+        if (const auto body = file.view(item.offset, item.size, holder)) MP4ItemList::offerFreeform(*body, tags);
+    }
+    return tags.result();
 }
 
 std::optional<QByteArray> MP4Reader::readPicture(const FileBytes& file, qint64 offset) {

@@ -2,6 +2,7 @@
 
 #include "AudioInfo.h"
 #include "FileBytes.h"
+#include "ReplayGain.h"
 
 #include <QByteArray>
 
@@ -19,6 +20,9 @@ public:
     static constexpr qint64 kMaxMovieBytes = 32LL * 1024 * 1024;
 
     static std::optional<AudioInfo> readInfo(const FileBytes& file, qint64 offset);
+    // The ReplayGain values of the item list's freeform items (----:com.apple.iTunes:replaygain_*).
+    // Reads atom headers down to the item list and the freeform items only, not the movie.
+    static ReplayGain readReplayGain(const FileBytes& file, qint64 offset);
     // The bytes of the first picture of the cover item.
     static std::optional<QByteArray> readPicture(const FileBytes& file, qint64 offset);
 };

@@ -49,6 +49,15 @@ std::optional<AudioInfo> RIFFReader::readInfo(const FileBytes& file, qint64 offs
     return info;
 }
 
+ReplayGain RIFFReader::readReplayGain(const FileBytes& file, qint64 offset) {
+    ReplayGain gain;
+    const auto form = RIFFChunks::read(file, offset);
+    if (!form) return gain;
+    if (const RIFFChunk* chunk = firstID3Chunk(*form)) gain = ID3Reader::readReplayGain(file, chunk->offset);
+    if (offset >= 1) gain.fillMissing(ID3Reader::readReplayGain(file, 0));
+    return gain;
+}
+
 std::optional<QByteArray> RIFFReader::readPicture(const FileBytes& file, qint64 offset) {
     const auto form = RIFFChunks::read(file, offset);
     if (!form) return std::nullopt;

@@ -2,6 +2,7 @@
 
 #include "AudioInfo.h"
 #include "FileBytes.h"
+#include "ReplayGain.h"
 
 #include <QByteArray>
 
@@ -19,6 +20,9 @@ class RIFFReader {
 public:
     // Nothing when the form is not recognised or has no usable format chunk.
     static std::optional<AudioInfo> readInfo(const FileBytes& file, qint64 offset);
+    // The ReplayGain values of the first ID3 chunk; the tag in front of the form fills what it
+    // lacks. Reads the chunk headers and the tags' user text frames only.
+    static ReplayGain readReplayGain(const FileBytes& file, qint64 offset);
     // The picture of the first ID3 chunk, else of the tag in front of the form.
     static std::optional<QByteArray> readPicture(const FileBytes& file, qint64 offset);
 };

@@ -35,6 +35,18 @@ std::optional<AudioInfo> readWith(const FileBytes& file, DetectedType detected) 
     return std::nullopt;
 }
 
+ReplayGain gainWith(const FileBytes& file, DetectedType detected) {
+    switch (detected.type) {
+    case AudioFileType::id3: return ID3Reader::readReplayGain(file, 0);
+    case AudioFileType::mp4: return MP4Reader::readReplayGain(file, detected.offset);
+    case AudioFileType::flac: return FLACReader::readReplayGain(file, detected.offset);
+    case AudioFileType::riff:
+    case AudioFileType::aiff: return RIFFReader::readReplayGain(file, detected.offset);
+    case AudioFileType::unknown: break;
+    }
+    return {};
+}
+
 std::optional<QByteArray> embeddedPicture(const FileBytes& file, DetectedType detected) {
     switch (detected.type) {
     case AudioFileType::id3: return ID3Reader::readPicture(file, 0);
@@ -89,6 +101,12 @@ std::optional<AudioInfo> readAudioInfo(const QString& path) {
     const auto file = FileBytes::open(path);
     if (!file) return std::nullopt;
     return readWith(*file, detectFileType(*file));
+}
+
+ReplayGain readReplayGain(const QString& path) {
+    const auto file = FileBytes::open(path);
+    if (!file) return {};
+    return gainWith(*file, detectFileType(*file));
 }
 
 std::optional<AudioInfo> reloadMetadata(Track& track, const ResourceValues& values) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AudioInfo.h"
+#include "ReplayGain.h"
 
 #include <QByteArray>
 #include <QString>
@@ -36,6 +37,12 @@ std::optional<ResourceValues> fileResourceValues(const QString& path);
 // Detects the file's type and runs the matching reader. Nothing when the file can't be
 // opened, its type is unknown, or the reader finds nothing usable.
 std::optional<AudioInfo> readAudioInfo(const QString& path);
+
+// The file's ReplayGain values, read by the reader its leading bytes call for; an empty record
+// when the file can't be opened, its type is unknown or it has none. Reads only the tag
+// structures that can hold them (a few positioned reads), so it may run where a file is about
+// to be played, on the main thread.
+ReplayGain readReplayGain(const QString& path);
 
 // Refills every metadata field of `track` from its file, with fallbacks from the file and
 // folder names and, when the readers lack a technical value, from the libavformat probe.

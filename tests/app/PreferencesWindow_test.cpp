@@ -9,6 +9,7 @@
 #include "LibraryFoldersModel.h"
 #include "LibraryPane.h"
 #include "MainWindow.h"
+#include "PlaybackPane.h"
 #include "Preferences.h"
 #include "PreferencesWindow.h"
 #include "TrackPanel.h"
@@ -215,6 +216,12 @@ TEST_F(PreferencesWindowTest, GeneralChangesAreSavedAndTakeEffectAtOnce) {
     app_->actions().alwaysOnTop->trigger();
     EXPECT_FALSE(general.alwaysOnTop()->isChecked());
     EXPECT_FALSE(Preferences().alwaysOnTop);
+}
+
+TEST_F(PreferencesWindowTest, ThePlaybackPaneIsTheFourthTab) {
+    app_->showPreferences(PreferencesWindow::Pane::Playback);
+    EXPECT_EQ(app_->preferencesWindow().currentPane(), PreferencesWindow::Pane::Playback);
+    EXPECT_TRUE(app_->preferencesWindow().playback()->isVisible());
 }
 
 // The keys the main window's playlist reads (Space, Ctrl+A, Ctrl+C) belong to the focused control

@@ -39,6 +39,7 @@ TEST_F(PreferencesTest, SaveThenLoadRestoresEveryFieldUnderItsKey) {
     preferences.currentPlaylistItem = 5'000'000'000;
     preferences.labels.title = {.artist = true, .sampleRate = true, .separator = TagSeparator::LongDash};
     preferences.labels.left = {.separator = TagSeparator::Comma};
+    preferences.replayGain = {.mode = sonvale::ReplayGainMode::Album, .preamp = -2.5f, .preventClipping = false};
     ASSERT_TRUE(preferences.save());
 
     Preferences loaded;
@@ -49,9 +50,13 @@ TEST_F(PreferencesTest, SaveThenLoadRestoresEveryFieldUnderItsKey) {
     EXPECT_EQ(loaded.volume, 0.25f);
     EXPECT_EQ(loaded.currentPlaylistItem, 5'000'000'000);
     EXPECT_EQ(loaded.labels, preferences.labels);
+    EXPECT_EQ(loaded.replayGain, preferences.replayGain);
 
     EXPECT_EQ(store.value(u"playbackMode"_s).toInt(), 4);
     EXPECT_TRUE(store.value(u"UseAbsolutePathsForPlaylists"_s).toBool());
+    EXPECT_EQ(store.value(u"replayGainMode"_s).toInt(), 2);
+    EXPECT_EQ(store.value(u"replayGainPreamp"_s).toFloat(), -2.5f);
+    EXPECT_FALSE(store.value(u"replayGainPreventClipping"_s).toBool());
     EXPECT_EQ(store.value(u"separators/title"_s).toInt(), 3);
     EXPECT_EQ(store.value(u"labels/title"_s).toStringList(), QStringList({u"artist"_s, u"sampleRate"_s}));
 
@@ -69,6 +74,9 @@ TEST_F(PreferencesTest, MissingOutOfRangeAndMistypedValuesFallBack) {
     EXPECT_EQ(fresh.volume, 1.0f);
     EXPECT_EQ(fresh.currentPlaylistItem, 0);
     EXPECT_EQ(fresh.labels, Labels());
+    EXPECT_EQ(fresh.replayGain, sonvale::ReplayGainSettings());
+    EXPECT_EQ(fresh.replayGain.mode, sonvale::ReplayGainMode::Off);
+    EXPECT_TRUE(fresh.replayGain.preventClipping);
 
     put(u"playbackMode"_s, 9);
     put(u"appearance"_s, 5);
@@ -81,6 +89,8 @@ TEST_F(PreferencesTest, MissingOutOfRangeAndMistypedValuesFallBack) {
     put(u"labels/right"_s, QStringList({u"format"_s}));
     put(u"labels/left"_s, u"channels"_s);   // how a one-element list reads back from disk
     put(u"labels/subtitle"_s, QVariant());  // how an empty list reads back from disk
+    put(u"replayGainMode"_s, 3);
+    put(u"replayGainPreamp"_s, 40.0);
 
     const Preferences preferences;
     EXPECT_EQ(preferences.playbackMode, PlaybackMode::Normal);
@@ -94,4 +104,10 @@ TEST_F(PreferencesTest, MissingOutOfRangeAndMistypedValuesFallBack) {
     EXPECT_EQ(preferences.labels.left.separator, TagSeparator::LongDash);
     EXPECT_EQ(preferences.labels.right.names(), QStringList({u"format"_s}));
     EXPECT_EQ(preferences.labels.right.separator, TagSeparator::Comma);
+    EXPECT_EQ(preferences.replayGain.mode, sonvale::ReplayGainMode::Off);
+    EXPECT_EQ(preferences.replayGain.preamp, 15.0f);
+
+    put(u"replayGainMode"_s, u"album"_s);
+    put(u"replayGainPreamp"_s, u"nan"_s);
+    EXPECT_EQ(Preferences().replayGain, sonvale::ReplayGainSettings());
 }
