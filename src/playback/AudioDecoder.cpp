@@ -11,6 +11,7 @@ extern "C" {
 #include <libavformat/avformat.h>
 #include <libavutil/channel_layout.h>
 #include <libavutil/error.h>
+#include <libavutil/version.h>
 #include <libswresample/swresample.h>
 }
 
@@ -37,6 +38,16 @@ struct PacketFreer {
 struct FrameFreer {
     void operator()(AVFrame* f) const { av_frame_free(&f); }
 };
+
+// How long the packet of a decoded frame lasted, in stream time: FFmpeg 5.1 has only
+// pkt_duration, 6 deprecates it for `duration` (libavutil 57.30.100) and 7 removes it.
+std::int64_t frameDuration(const AVFrame* frame) {
+#if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(57, 30, 100)
+    return frame->duration;
+#else
+    return frame->pkt_duration;
+#endif
+}
 
 QString ffmpegError(int code) {
     char text[AV_ERROR_MAX_STRING_SIZE] = {};
@@ -119,7 +130,7 @@ std::unique_ptr<AudioDecoder> AudioDecoder::open(const QString& path, QString* e
     return d;
 }
 
-void AudioDecoder::run(std::int64_t startFrame, SampleRing& ring, const StopFlag& stop) {
+bool AudioDecoder::run(std::int64_t startFrame, SampleRing& ring, const StopFlag& stop, float gain) {
     AVFormatContext* format = h_->format.get();
     const AVStream* stream = format->streams[h_->stream];
     const std::int64_t target = av_rescale_q(startFrame, AVRational{1, rate_}, stream->time_base) + startOffset_;
@@ -132,7 +143,7 @@ void AudioDecoder::run(std::int64_t startFrame, SampleRing& ring, const StopFlag
     while (!stop.isSet()) {
         int rc = avcodec_receive_frame(h_->codec.get(), h_->frame.get());
         if (rc == 0) {
-            if (!deliver(startFrame, ring, stop)) return;
+            if (!deliver(startFrame, ring, stop, gain)) return false;
             continue;
         }
         if (rc != AVERROR(EAGAIN) || !input) break;
@@ -145,18 +156,18 @@ void AudioDecoder::run(std::int64_t startFrame, SampleRing& ring, const StopFlag
         if (h_->packet->stream_index == h_->stream) avcodec_send_packet(h_->codec.get(), h_->packet.get());
         av_packet_unref(h_->packet.get());
     }
-    if (!stop.isSet()) ring.markEndOfInput();
+    return !stop.isSet();
 }
 
-bool AudioDecoder::deliver(std::int64_t startFrame, SampleRing& ring, const StopFlag& stop) {
+bool AudioDecoder::deliver(std::int64_t startFrame, SampleRing& ring, const StopFlag& stop, float gain) {
     AVFrame* frame = h_->frame.get();
     const AVStream* stream = h_->format->streams[h_->stream];
     const AVRational perFrame{1, rate_};
     std::int64_t first = nextFrame_;
     const std::int64_t stamp = frame->best_effort_timestamp;
     if (stamp != AV_NOPTS_VALUE) first = av_rescale_q(stamp - startOffset_, stream->time_base, perFrame);
-    const std::int64_t packetFrames =
-        frame->pkt_duration > 0 ? av_rescale_q(frame->pkt_duration, stream->time_base, perFrame) : 0;
+    const std::int64_t duration = frameDuration(frame);
+    const std::int64_t packetFrames = duration > 0 ? av_rescale_q(duration, stream->time_base, perFrame) : 0;
     const std::int64_t statedEnd = packetFrames > 0 ? first + packetFrames : 0;
     // The decoder drops the encoder delay from the front of the first block but leaves its
     // timestamp where the packet began.
@@ -175,6 +186,9 @@ bool AudioDecoder::deliver(std::int64_t startFrame, SampleRing& ring, const Stop
     if (lengthFrames_ > 0 && end > lengthFrames_ && statedEnd > first)
         end = std::max(lengthFrames_, std::min(end, statedEnd));
     const std::int64_t skip = std::clamp<std::int64_t>(startFrame - first, 0, count);
+    // Floats carry a gain above 1 past full scale; the server clips them on output.
+    if (gain != 1.0f)
+        for (float& sample : h_->converted) sample *= gain;
     const float* samples = h_->converted.data() + skip * channels_;
     std::size_t left = static_cast<std::size_t>(std::max<std::int64_t>(0, end - first - skip)) *
                        static_cast<std::size_t>(channels_);

@@ -13,6 +13,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 namespace sonvale {
 
@@ -23,6 +24,12 @@ class Queues;
 
 // The one playlist, its current item and the audio engine that plays it, with the navigation
 // of the playback modes (PlaybackOrder decides, the player carries out).
+//
+// Gapless: whenever the current item, the playlist, the mode or the history changes, the item
+// that the end of the current track leads to is decided at once (a Shuffle draw is made then
+// and kept) and its file is prepared in the engine, which plays it on without a gap. When it
+// is heard the player does what the end of a track does (same item, same signals, same
+// order) without opening the file again.
 //
 // Threads: make the player and call every member on the main thread (the QCoreApplication's),
 // whose event loop must run. Every signal is emitted on the main thread after the call that
@@ -98,7 +105,7 @@ public:
 
     void playNext();
     void playPrevious();
-    // The engine played the current file to its end.
+    // The engine played the current file to its end (nothing followed it without a gap).
     void trackFinished();
     // To `seconds`, or by `seconds` when `relative`: before the start goes to the previous
     // track, at or past the end acts as the end of the track.
@@ -137,6 +144,16 @@ private:
     // The set-current step: opens the item's file and makes it current, or logs and leaves no
     // current item.
     bool makeCurrent(const PlaylistItemRef& item);
+    // Makes `item`, whose file the engine already plays, current and announces it.
+    void adoptCurrent(const PlaylistItemRef& item);
+    // The engine went on into the prepared file without a gap: the end of the former track.
+    void trackAdvanced();
+    // Decides what the end of the current track leads to and prepares its file in the engine.
+    void prepareAhead();
+    // The end-of-track move decided ahead, or decided now when there is none.
+    Move takeAhead();
+    // The linear amplitude factor the engine applies to `track`'s samples.
+    float gainFor(const Track& track) const;
     void carryOut(const Move& move);
     void restore();
     // Reads the tracks' metadata (and the artwork of `current`) in the background.
@@ -155,6 +172,8 @@ private:
     AudioEngine engine_;
     Playlist playlist_;
     PlaybackOrder order_;  // holds `recent`
+    // What the end of the current track leads to, decided by prepareAhead().
+    std::optional<Move> ahead_;
     // Guards playlist_.items and the history while they change.
     std::mutex playlistLock;
     PlaylistItemRef previous_;
