@@ -49,6 +49,9 @@ std::int64_t frameDuration(const AVFrame* frame) {
 #endif
 }
 
+// How far before the asked frame decoding starts after a seek.
+constexpr std::int64_t kPrerollFrames = 4096;
+
 QString ffmpegError(int code) {
     char text[AV_ERROR_MAX_STRING_SIZE] = {};
     av_strerror(code, text, sizeof text);
@@ -127,16 +130,26 @@ std::unique_ptr<AudioDecoder> AudioDecoder::open(const QString& path, QString* e
     else if (format->duration != AV_NOPTS_VALUE && format->duration > 0)
         d->lengthFrames_ = av_rescale_q(format->duration, AV_TIME_BASE_Q, AVRational{1, rate}) - offsetFrames;
     d->lengthFrames_ = std::max<std::int64_t>(0, d->lengthFrames_);
+    d->lengthExact_ = format->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE;
     return d;
 }
 
 bool AudioDecoder::run(std::int64_t startFrame, SampleRing& ring, const StopFlag& stop, float gain) {
     AVFormatContext* format = h_->format.get();
-    const AVStream* stream = format->streams[h_->stream];
-    const std::int64_t target = av_rescale_q(startFrame, AVRational{1, rate_}, stream->time_base) + startOffset_;
-    if (av_seek_frame(format, h_->stream, target, AVSEEK_FLAG_BACKWARD) < 0)
-        av_seek_frame(format, h_->stream, startOffset_, AVSEEK_FLAG_BACKWARD);
-    avcodec_flush_buffers(h_->codec.get());
+    AVStream* stream = format->streams[h_->stream];
+    // A lossy decoder needs the blocks before the one it starts with (AAC overlaps every block
+    // with the one before, MP3 reaches back into earlier frames): decoding starts earlier and
+    // what comes before startFrame is dropped. A file just opened is read from its first packet,
+    // whose encoder delay the demuxer marks for the decoder to drop.
+    const std::int64_t from = startFrame - kPrerollFrames;
+    if (!fresh_ || from > 0) {
+        std::int64_t target = av_rescale_q(from, AVRational{1, rate_}, stream->time_base) + startOffset_;
+        if (const AVIndexEntry* first = avformat_index_get_entry(stream, 0)) target = std::max(target, first->timestamp);
+        if (av_seek_frame(format, h_->stream, target, AVSEEK_FLAG_BACKWARD) < 0)
+            av_seek_frame(format, h_->stream, startOffset_, AVSEEK_FLAG_BACKWARD);
+        avcodec_flush_buffers(h_->codec.get());
+    }
+    fresh_ = false;
     nextFrame_ = 0;
 
     bool input = true;
@@ -181,10 +194,16 @@ bool AudioDecoder::deliver(std::int64_t startFrame, SampleRing& ring, const Stop
     if (count <= 0) return true;
     nextFrame_ = first + count;
     // The last packet of AAC in MP4 decodes to a whole block although it lasts only part of
-    // one: what lies past both the packet's duration and the file's length is padding.
+    // one: past the file's length the rest is padding. Where the last packet is stated shorter
+    // than the block, its duration marks the end to the sample (an edit list in milliseconds
+    // may miss it by one); otherwise the container's length does, unless it was only estimated.
     std::int64_t end = nextFrame_;
-    if (lengthFrames_ > 0 && end > lengthFrames_ && statedEnd > first)
-        end = std::max(lengthFrames_, std::min(end, statedEnd));
+    if (lengthFrames_ > 0 && end > lengthFrames_) {
+        std::int64_t heardEnd = end;
+        if (statedEnd > first && statedEnd < end) heardEnd = statedEnd;
+        else if (lengthExact_) heardEnd = lengthFrames_;
+        end = std::clamp(heardEnd, first, end);
+    }
     const std::int64_t skip = std::clamp<std::int64_t>(startFrame - first, 0, count);
     // Floats carry a gain above 1 past full scale; the server clips them on output.
     if (gain != 1.0f)

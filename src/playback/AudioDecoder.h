@@ -49,6 +49,8 @@ private:
     int rate_ = 0;
     int channels_ = 0;
     std::int64_t lengthFrames_ = 0;
+    bool lengthExact_ = false;  // read from the container, not estimated from the bit rate
+    bool fresh_ = true;         // nothing read since open()
     std::int64_t startOffset_ = 0;  // stream time of the first frame heard
     std::int64_t nextFrame_ = 0;
 };

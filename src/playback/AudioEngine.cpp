@@ -72,20 +72,45 @@ bool AudioEngine::open(const QString& path, QString* error, float gain) {
 
 bool AudioEngine::prepareNext(const QString& path, float gain) {
     if (nextFile && nextPath == path && nextGain == gain) return true;
-    clearNext();
-    if (!file || nextFile) return false;
-    QString error;
-    std::unique_ptr<AudioDecoder> opened = AudioDecoder::open(path, &error);
+    std::unique_ptr<AudioDecoder> opened;
+    if (file) {
+        QString error;
+        opened = AudioDecoder::open(path, &error);
+        if (!opened) qCInfo(lcPlayer, "Cannot prepare %s: %s", qUtf8Printable(path), qUtf8Printable(error));
+        else if (opened->sampleRate() != file->sampleRate() || opened->channels() != file->channels()) opened.reset();
+    }
     if (!opened) {
-        qCInfo(lcPlayer, "Cannot prepare %s: %s", qUtf8Printable(path), qUtf8Printable(error));
+        clearNext();
         return false;
     }
-    if (opened->sampleRate() != file->sampleRate() || opened->channels() != file->channels()) return false;
+    std::uint64_t boundary = 0;
+    {
+        const std::lock_guard lock(nextLock);
+        if (!handoff.taken) {
+            nextFile = std::move(opened);
+            nextPath = path;
+            nextGain = gain;
+            handoff = Handoff{nextFile.get(), gain, false, 0};
+            return true;
+        }
+        boundary = handoff.boundary;
+    }
+    // The decoder has gone on into the file prepared before: the new one takes its place at the
+    // same boundary, unless the output has begun to take the samples after it.
+    joinDecoder();
+    if (!cutAt(boundary)) {
+        resumeNext(boundary);
+        return false;
+    }
     nextFile = std::move(opened);
     nextPath = path;
     nextGain = gain;
-    const std::lock_guard lock(nextLock);
-    handoff = Handoff{nextFile.get(), gain, false, 0};
+    {
+        const std::lock_guard lock(nextLock);
+        handoff = Handoff{nextFile.get(), gain, true, boundary};
+    }
+    ring->setBoundary(boundary);
+    startDecoder(nextFile.get(), 0, gain);
     return true;
 }
 
@@ -104,17 +129,22 @@ void AudioEngine::clearNext() {
     // The decoder has gone on into the prepared file: its samples are taken out again, so that
     // the current file ends where it ends, unless the output has begun to take them.
     joinDecoder();
-    bool cut = false;
-    if (output) {
-        cut = output->truncateInput(boundary);
-    } else if ((cut = ring->truncate(boundary))) {
-        ring->clearBoundary(boundary);
-    }
-    if (cut) {
-        ring->markEndOfInput();
-        dropNext();
+    if (!cutAt(boundary)) {
+        resumeNext(boundary);
         return;
     }
+    ring->markEndOfInput();
+    dropNext();
+}
+
+bool AudioEngine::cutAt(std::uint64_t boundary) {
+    if (output) return output->truncateInput(boundary);
+    if (!ring->truncate(boundary)) return false;
+    ring->clearBoundary(boundary);
+    return true;
+}
+
+void AudioEngine::resumeNext(std::uint64_t boundary) {
     const auto decodedFrames = static_cast<std::int64_t>((ring->written() - boundary) /
                                                          static_cast<std::uint64_t>(nextFile->channels()));
     startDecoder(nextFile.get(), decodedFrames, nextGain);

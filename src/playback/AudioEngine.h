@@ -68,11 +68,12 @@ public:
     // with the reason in `error`; the former file, if any, stays open but has nothing scheduled.
     bool open(const QString& path, QString* error = nullptr, float gain = 1.0f);
     // Opens `path` to follow the current file without a gap, its samples multiplied by `gain`
-    // from its first one on; replaces what was prepared before. True when it will follow (also
-    // when it was prepared already); false without a current file, when it cannot be opened,
-    // when its sample rate or channel count differs (it is then to be opened when the current
-    // file has finished), or when the current file's end has already been handed to the output
-    // followed by another prepared file, which then plays on (onAdvanced tells).
+    // from its first one on; replaces what was prepared before, also when the decoder has
+    // already gone on into that. True when it will follow (also when it was prepared already);
+    // false without a current file, when it cannot be opened, when its sample rate or channel
+    // count differs (it is then to be opened when the current file has finished: onFinished),
+    // or when the current file's end has already been handed to the output followed by the
+    // file prepared before, which then plays on (onAdvanced tells).
     bool prepareNext(const QString& path, float gain = 1.0f);
     // Forgets the prepared next file: the current one finishes (onFinished) at its end. When
     // the next file's samples already follow in the stream they are taken out again, unless
@@ -112,6 +113,11 @@ private:
     void decode(AudioDecoder* current, std::int64_t startFrame, float gain);
     // Forgets the prepared file; the decoder must be stopped or not into it.
     void dropNext();
+    // With the decoder stopped after it went on into the prepared file: takes the samples from
+    // `boundary` on out of the stream; false when the output has begun to take them.
+    bool cutAt(std::uint64_t boundary);
+    // Decodes the prepared file on from where it was stopped, when it could not be cut off.
+    void resumeNext(std::uint64_t boundary);
     // Stops the decoder and silences and empties the output; no onFinished comes from it.
     void stopNode();
     // Opens a stream on the default output for the current file; false (logged when asked)
