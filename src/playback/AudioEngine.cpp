@@ -84,16 +84,34 @@ bool AudioEngine::prepareNext(const QString& path, float gain) {
         return false;
     }
     std::uint64_t boundary = 0;
+    bool taken = false;
     {
         const std::lock_guard lock(nextLock);
-        if (!handoff.taken) {
+        taken = handoff.taken;
+        if (!taken) {
             nextFile = std::move(opened);
             nextPath = path;
             nextGain = gain;
             handoff = Handoff{nextFile.get(), gain, false, 0};
-            return true;
+            if (!ring || !ring->endOfInput()) return true;
         }
         boundary = handoff.boundary;
+    }
+    if (!taken) {
+        // The decoder had reached the end of a file shorter than the ring before this file was
+        // there: it goes on with it unless the output is already playing out the end.
+        joinDecoder();
+        if (output && !output->reopenInput()) return false;
+        ring->clearEndOfInput();
+        boundary = ring->written();
+        {
+            const std::lock_guard lock(nextLock);
+            handoff.taken = true;
+            handoff.boundary = boundary;
+        }
+        ring->setBoundary(boundary);
+        startDecoder(nextFile.get(), 0, gain);
+        return true;
     }
     // The decoder has gone on into the file prepared before: the new one takes its place at the
     // same boundary, unless the output has begun to take the samples after it.

@@ -238,6 +238,13 @@ void PulseOutput::setVolume(float volume) {
                                                nullptr));
 }
 
+bool PulseOutput::reopenInput() {
+    MainloopLock lock(h_->mainloop.get());
+    if (draining_) return false;
+    ring_.clearEndOfInput();
+    return true;
+}
+
 bool PulseOutput::truncateInput(std::uint64_t position) {
     MainloopLock lock(h_->mainloop.get());
     if (!ring_.truncate(position)) return false;

@@ -57,6 +57,9 @@ public:
     // any sample from there on yet, and clears a boundary there; false when it has. The ring's
     // producer must be stopped.
     bool truncateInput(std::uint64_t position);
+    // Takes the ring's end of input back, so that more input follows in the same stream; false
+    // when the stream has already begun to play out its end.
+    bool reopenInput();
     // Seconds of audio played out since the stream opened or was last flushed; the last known
     // value once the stream is gone.
     double playedSeconds();

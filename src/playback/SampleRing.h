@@ -33,6 +33,8 @@ public:
     std::size_t readable() const;
 
     void markEndOfInput() { ended_.store(true, std::memory_order_release); }
+    // Takes the end of input back, for more input after all; the consumer must be held off.
+    void clearEndOfInput() { ended_.store(false, std::memory_order_release); }
     bool endOfInput() const { return ended_.load(std::memory_order_acquire); }
     void reset();
 

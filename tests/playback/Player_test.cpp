@@ -4,6 +4,7 @@
 #include "EventLoop.h"
 #include "LogCapture.h"
 #include "MediaFactory.h"
+#include "MonitorRecorder.h"
 #include "SoundServer.h"
 #include "Preferences.h"
 #include "Queues.h"
@@ -290,6 +291,84 @@ TEST_F(PlayerTest, PlaylistMetadataAndCurrentItemSurviveARestart) {
     ASSERT_TRUE(spinUntil([this] { return setups_.size() == 2; }, 5));
     EXPECT_EQ(player_->current()->track()->path, paths_[2]);
     EXPECT_TRUE(player_->isPlaying());
+}
+
+// Two files of one second each, cut from a 441 Hz sine: each holds whole periods, so any
+// order of them, and either one repeated, is one continuous sine when played without a gap.
+class GaplessPlayerTest : public PlayerTest {
+protected:
+    void SetUp() override {
+        PlayerTest::SetUp();
+        if (IsSkipped()) return;
+        halves_ = media_.splitSine(QStringLiteral("loop"), QStringLiteral("flac"),
+                                   {QStringLiteral("-c:a"), QStringLiteral("flac")}, 2.0, MonitorRecorder::kRate,
+                                   MonitorRecorder::kRate, 441);
+        ASSERT_EQ(halves_.size(), 2);
+        QObject::connect(player_.get(), &Player::trackSetup, [this](const PlaylistItemRef& item) {
+            events_.append(QStringLiteral("setup ") + QFileInfo(item->track()->path).baseName());
+        });
+        QObject::connect(player_.get(), &Player::trackChanged, [this](const PlaylistItemRef&) {
+            events_.append(QStringLiteral("changed"));
+        });
+        QObject::connect(player_.get(), qOverload<PlaylistItemRef>(&Player::seek),
+                         [this](const PlaylistItemRef&) { events_.append(QStringLiteral("seek")); });
+    }
+    bool eventsReach(qsizetype count) { return spinUntil([&] { return events_.size() >= count; }, 10); }
+
+    QStringList halves_;
+    QStringList events_;
+};
+
+TEST_F(GaplessPlayerTest, RepeatAllRepeatOneAndShuffleGoOnWithoutAGapAndAnnounceAsBefore) {
+    MonitorRecorder recorder(QStringLiteral("one"));
+    player_->setPlaybackMode(PlaybackMode::RepeatAll);
+    const QList<PlaylistItemRef> items = player_->open(halves_, false);
+    ASSERT_EQ(items.size(), 2);
+    player_->playItem(items[0], false);
+    ASSERT_TRUE(eventsReach(6));
+    EXPECT_EQ(events_, QStringList({"setup loop-1", "changed", "setup loop-2", "changed", "setup loop-1", "changed"}));
+    EXPECT_EQ(player_->current(), items[0]);
+    EXPECT_LT(player_->elapsed(), 0.5);  // counted from the start of the item heard now
+    EXPECT_EQ(player_->recent(), QList<PlaylistItemRef>({items[1], items[0]}));
+
+    // Changed while the next file is already on its way: the new rule's item follows instead.
+    player_->setPlaybackMode(PlaybackMode::RepeatOne);
+    ASSERT_TRUE(eventsReach(7));
+    EXPECT_EQ(events_.last(), "seek");
+    EXPECT_EQ(player_->current(), items[0]);
+
+    // The shuffle memory excludes the item just played: the other one is drawn.
+    player_->setPlaybackMode(PlaybackMode::Shuffle);
+    ASSERT_TRUE(eventsReach(9));
+    EXPECT_EQ(events_.mid(7), QStringList({"setup loop-2", "changed"}));
+    EXPECT_EQ(player_->current(), items[1]);
+    EXPECT_EQ(player_->recent().last(), items[1]);
+    player_->pause();
+    ASSERT_TRUE(spinUntil([&] { return recorder.silentFor(0.2); }, 5));
+    EXPECT_EQ(stops_, 0);
+
+    const MonitorRecorder::Continuity heard = recorder.continuity(441);
+    EXPECT_GT(heard.frames, 3.5 * MonitorRecorder::kRate);
+    EXPECT_LT(heard.longestGapMs, 1.0);
+    EXPECT_LT(heard.largestPhaseShift, 1.0);
+}
+
+TEST_F(GaplessPlayerTest, ANextNearTheEndAndAChangeOfSampleRatePlayTheRightItems) {
+    MonitorRecorder recorder(QStringLiteral("one"));
+    const QString other = media_.ffmpeg(QStringLiteral("rate48k.flac"), {QStringLiteral("-c:a"), QStringLiteral("flac")},
+                                        0.5, 48000, 2);
+    const QList<PlaylistItemRef> items = player_->open({halves_[0], halves_[1], other, halves_[0]}, false);
+    ASSERT_EQ(items.size(), 4);
+    player_->playItem(items[0], false);
+    // The second half is prepared and on its way by now; "next" skips it.
+    ASSERT_TRUE(spinUntil([this] { return player_->elapsed() >= 0.8; }, 5));
+    player_->playNext();
+    EXPECT_EQ(player_->current(), items[1]);
+    ASSERT_TRUE(stopped(10));
+    EXPECT_EQ(setupPaths(), QStringList({"loop-1", "loop-2", "rate48k", "loop-1"}));
+    EXPECT_EQ(player_->recent(), QList<PlaylistItemRef>({items[1], items[2], items[3]}));
+    ASSERT_TRUE(spinUntil([&] { return recorder.silentFor(0.2); }, 5));
+    EXPECT_NEAR(recorder.heard(), 0.8 + 1.0 + 0.5 + 1.0, 0.2);
 }
 
 }  // namespace
