@@ -88,31 +88,16 @@ bool AudioEngine::prepareNext(const QString& path, float gain) {
     {
         const std::lock_guard lock(nextLock);
         taken = handoff.taken;
+        boundary = handoff.boundary;
         if (!taken) {
             nextFile = std::move(opened);
             nextPath = path;
             nextGain = gain;
             handoff = Handoff{nextFile.get(), gain, false, 0};
-            if (!ring || !ring->endOfInput()) return true;
         }
-        boundary = handoff.boundary;
     }
-    if (!taken) {
-        // The decoder had reached the end of a file shorter than the ring before this file was
-        // there: it goes on with it unless the output is already playing out the end.
-        joinDecoder();
-        if (output && !output->reopenInput()) return false;
-        ring->clearEndOfInput();
-        boundary = ring->written();
-        {
-            const std::lock_guard lock(nextLock);
-            handoff.taken = true;
-            handoff.boundary = boundary;
-        }
-        ring->setBoundary(boundary);
-        startDecoder(nextFile.get(), 0, gain);
-        return true;
-    }
+    // The decoder takes it at the end of the current file, unless it got there first.
+    if (!taken) return !ring || !ring->endOfInput() || followAtEnd();
     // The decoder has gone on into the file prepared before: the new one takes its place at the
     // same boundary, unless the output has begun to take the samples after it.
     joinDecoder();
@@ -120,16 +105,31 @@ bool AudioEngine::prepareNext(const QString& path, float gain) {
         resumeNext(boundary);
         return false;
     }
+    // The file taken out may have ended the input already.
+    if (output) output->reopenInput();
+    else ring->clearEndOfInput();
     nextFile = std::move(opened);
     nextPath = path;
     nextGain = gain;
+    continueAt(boundary);
+    return true;
+}
+
+bool AudioEngine::followAtEnd() {
+    joinDecoder();
+    if (output && !output->reopenInput()) return false;
+    ring->clearEndOfInput();
+    continueAt(ring->written());
+    return true;
+}
+
+void AudioEngine::continueAt(std::uint64_t boundary) {
     {
         const std::lock_guard lock(nextLock);
-        handoff = Handoff{nextFile.get(), gain, true, boundary};
+        handoff = Handoff{nextFile.get(), nextGain, true, boundary};
     }
     ring->setBoundary(boundary);
-    startDecoder(nextFile.get(), 0, gain);
-    return true;
+    startDecoder(nextFile.get(), 0, nextGain);
 }
 
 void AudioEngine::clearNext() {

@@ -118,6 +118,11 @@ private:
     bool cutAt(std::uint64_t boundary);
     // Decodes the prepared file on from where it was stopped, when it could not be cut off.
     void resumeNext(std::uint64_t boundary);
+    // The decoder reached the end of the current file before the next one was prepared: it
+    // goes on with it at the end of the input; false when the output already plays that out.
+    bool followAtEnd();
+    // Starts decoding the prepared file into the ring from `boundary` on.
+    void continueAt(std::uint64_t boundary);
     // Stops the decoder and silences and empties the output; no onFinished comes from it.
     void stopNode();
     // Opens a stream on the default output for the current file; false (logged when asked)
