@@ -169,8 +169,14 @@ void Player::trackAdvanced() {
     if (!target || target->track()->path != engine_.path()) {
         // The engine went on into a file that no longer follows (the change came too late to
         // take it back): the end of the track is carried out as when nothing had followed.
-        if (move.kind != Move::Kind::Restart) return carryOut(move);
-        if (!makeCurrent(current)) return stop();
+        if (move.kind != Move::Kind::Restart) {
+            carryOut(move);
+            return;
+        }
+        if (!current || !makeCurrent(current)) {
+            stop();
+            return;
+        }
         if (playing_) engine_.play();
         post([this, current] { emit seek(current); });
         prepareAhead();
@@ -203,6 +209,7 @@ void Player::carryOut(const Move& move) {
     case Move::Kind::Restart:
         seek(false, 0.0);
         engine_.play();
+        prepareAhead();
         return;
     }
 }
