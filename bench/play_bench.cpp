@@ -1,7 +1,11 @@
 // Audio engine costs on the sound server's default output: CPU time of the whole process
-// (main, decoder and audio threads) per second of playback, and the latency from a request to
-// the first samples handed to the output, for starting a track, changing tracks and seeking.
-// Uses the engine's firstOutputTime() diagnostic. Prints a markdown table.
+// (main, decoder and audio threads) per second of playback with the next file prepared, and
+// the latency from a request to the first samples handed to the output, for starting a track,
+// changing tracks and seeking, and from a change of track to the new track heard (the stream's
+// played position moving). Then the silence at a change between two files of the same format,
+// measured in the default output's recorded monitor: the next file opened when the first has
+// finished, and prepared ahead (gapless). Uses the engine's firstOutputTime() diagnostic.
+// Prints markdown tables.
 //
 //   play_bench [--seconds 10] [--repeat 20] [--formats flac,mp3,m4a] [--keep]
 //
@@ -125,16 +129,103 @@ Percentiles percentiles(std::vector<double> values, int failures) {
 
 struct Result {
     double cpuPercent = 0;
+    double cpuPercentAlone = 0;  // without a next file prepared
     double wakeupsPerSecond = 0;
     Percentiles start;
     Percentiles change;
+    Percentiles heard;
     Percentiles seek;
 };
 
-// Plays `seconds` from the start after a one-second warm-up and returns the CPU share.
-bool measureCpu(const QString& path, int seconds, Result& result) {
+// Records the default output's monitor as mono 16-bit samples at 44.1 kHz. While it runs the
+// test server's null sink renders in small blocks, as a sound card would.
+class Monitor {
+public:
+    Monitor() {
+        process_.start(QStringLiteral("parec"), {QStringLiteral("-d"), QStringLiteral("@DEFAULT_MONITOR@"),
+                                                 QStringLiteral("--raw"), QStringLiteral("--format=s16le"),
+                                                 QStringLiteral("--rate=44100"), QStringLiteral("--channels=1"),
+                                                 QStringLiteral("--latency-msec=10")});
+        process_.waitForStarted();
+    }
+    ~Monitor() {
+        process_.kill();
+        process_.waitForFinished();
+    }
+    Monitor(const Monitor&) = delete;
+    Monitor& operator=(const Monitor&) = delete;
+
+    void clear() {
+        QCoreApplication::processEvents();
+        process_.readAllStandardOutput();
+        data_.clear();
+    }
+    // The longest run of near-silence between the first and the last loud sample, in samples;
+    // -1 when nothing loud was heard.
+    qint64 longestGap() {
+        data_ += process_.readAllStandardOutput();
+        const auto* s = reinterpret_cast<const qint16*>(data_.constData());
+        const qsizetype n = data_.size() / 2;
+        qsizetype first = -1;
+        qsizetype last = -1;
+        for (qsizetype i = 0; i < n; ++i) {
+            if (std::abs(s[i]) <= 300) continue;
+            if (first < 0) first = i;
+            last = i;
+        }
+        if (first < 0) return -1;
+        qint64 run = 0;
+        qint64 longest = 0;
+        for (qsizetype i = first; i <= last; ++i) {
+            run = std::abs(s[i]) < 100 ? run + 1 : 0;
+            longest = std::max(longest, run);
+        }
+        return longest;
+    }
+
+private:
+    QProcess process_;
+    QByteArray data_;
+};
+
+// A 441 Hz sine of whole periods, so that two of them in a row are one continuous sine.
+bool makeTone(const QString& path, const Format& format) {
+    QStringList args{QStringLiteral("-nostdin"), QStringLiteral("-loglevel"), QStringLiteral("error"),
+                     QStringLiteral("-y"), QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+                     QStringLiteral("aevalsrc=0.5*sin(2*PI*441*t)|0.5*sin(2*PI*441*t):s=44100:d=2")};
+    args << format.codec << path;
+    QProcess ffmpeg;
+    ffmpeg.setProcessChannelMode(QProcess::ForwardedChannels);
+    ffmpeg.start(QStringLiteral("ffmpeg"), args);
+    return ffmpeg.waitForFinished(60000) && ffmpeg.exitStatus() == QProcess::NormalExit && ffmpeg.exitCode() == 0;
+}
+
+// Plays `tone` twice in a row, the second time either opened when the first has finished or
+// prepared ahead; the longest silence heard in between, in samples.
+qint64 measureGap(const QString& tone, bool gapless, Monitor& monitor) {
     AudioEngine engine;
-    if (!engine.open(path)) return false;
+    bool done = false;
+    int ends = 0;
+    engine.onFinished = [&] {
+        if (++ends == 1 && !gapless && engine.open(tone)) engine.play();
+        else done = true;
+    };
+    engine.onAdvanced = [&] { ++ends; };
+    if (!engine.open(tone)) return -1;
+    if (gapless && !engine.prepareNext(tone)) return -1;
+    monitor.clear();
+    engine.play();
+    const Clock::time_point since = Clock::now();
+    while (!done && Clock::now() - since < std::chrono::seconds(15)) runEvents(std::chrono::milliseconds(50));
+    runEvents(std::chrono::milliseconds(300));
+    return done ? monitor.longestGap() : -1;
+}
+
+// Plays `seconds` from the start after a one-second warm-up, with the file prepared to follow
+// itself or not, and returns the CPU share.
+bool measureCpu(const QString& path, int seconds, bool prepared, Result& result) {
+    AudioEngine engine;
+    if (!engine.open(path) || (prepared && !engine.prepareNext(path))) return false;
     engine.play();
     if (!waitForOutput(engine, Clock::now())) return false;
     runEvents(std::chrono::milliseconds(1000));
@@ -144,8 +235,8 @@ bool measureCpu(const QString& path, int seconds, Result& result) {
     const Usage after = processUsage();
     const double wall = std::chrono::duration<double>(Clock::now() - from).count();
     if (!engine.isPlaying()) return false;
-    result.cpuPercent = 100.0 * (after.cpuSeconds - before.cpuSeconds) / wall;
-    result.wakeupsPerSecond = static_cast<double>(after.voluntarySwitches - before.voluntarySwitches) / wall;
+    (prepared ? result.cpuPercent : result.cpuPercentAlone) = 100.0 * (after.cpuSeconds - before.cpuSeconds) / wall;
+    if (prepared) result.wakeupsPerSecond = static_cast<double>(after.voluntarySwitches - before.voluntarySwitches) / wall;
     return true;
 }
 
@@ -182,6 +273,30 @@ Percentiles measureChange(const QString& path, int repeat) {
         }
         engine.play();
         if (const auto ms = waitForOutput(engine, since)) values.push_back(*ms);
+        else ++failures;
+        runEvents(std::chrono::milliseconds(300));
+    }
+    return percentiles(std::move(values), failures);
+}
+
+// One engine playing; open and play the file again, timed from open to the stream's played
+// position moving (what the server reports as heard).
+Percentiles measureHeard(const QString& path, int repeat) {
+    std::vector<double> values;
+    int failures = 0;
+    AudioEngine engine;
+    for (int i = 0; i < repeat; ++i) {
+        const Clock::time_point since = Clock::now();
+        if (!engine.open(path)) {
+            ++failures;
+            continue;
+        }
+        engine.play();
+        while (engine.elapsed() <= 0 && Clock::now() - since < kOutputTimeout) {
+            QCoreApplication::processEvents();
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        if (engine.elapsed() > 0) values.push_back(std::chrono::duration<double, std::milli>(Clock::now() - since).count());
         else ++failures;
         runEvents(std::chrono::milliseconds(300));
     }
@@ -231,9 +346,10 @@ int main(int argc, char** argv) {
 
     QTemporaryDir dir(QDir::temp().filePath(QStringLiteral("sonvale-play-XXXXXX")));
     dir.setAutoRemove(!args.contains(QStringLiteral("--keep")));
-    std::printf("| format | CPU %% of one core | wake-ups/s | start p50 / p95 ms | track change p50 / p95 ms "
-                "| seek p50 / p95 ms |\n|---|---|---|---|---|---|\n");
+    std::printf("| format | CPU %% of one core (next file prepared / none) | wake-ups/s | start p50 / p95 ms | track change p50 / p95 ms "
+                "| change heard p50 / p95 ms | seek p50 / p95 ms |\n|---|---|---|---|---|---|---|\n");
     std::fflush(stdout);
+    QStringList gaps;
     for (const QString& name : names) {
         const std::optional<Format> format = formatNamed(name);
         if (!format) {
@@ -246,17 +362,30 @@ int main(int argc, char** argv) {
             return 1;
         }
         Result result;
-        if (!measureCpu(path, seconds, result)) {
+        if (!measureCpu(path, seconds, false, result) || !measureCpu(path, seconds, true, result)) {
             std::fprintf(stderr, "play_bench: %s did not play\n", qUtf8Printable(name));
             return 1;
         }
         result.start = measureStart(path, repeat);
         result.change = measureChange(path, repeat);
         result.seek = measureSeek(path, repeat);
-        std::printf("| %s | %.2f | %.0f | %s | %s | %s |\n", qUtf8Printable(name), result.cpuPercent,
+        // A null sink that nobody listens to renders in 2-second blocks; recorded, it plays in
+        // real time as a sound card does (the recording's own costs stay out of the CPU figure).
+        Monitor monitor;
+        result.heard = measureHeard(path, repeat);
+        std::printf("| %s | %.2f / %.2f | %.0f | %s | %s | %s | %s |\n", qUtf8Printable(name), result.cpuPercent,
+                    result.cpuPercentAlone,
                     result.wakeupsPerSecond, qUtf8Printable(cell(result.start)), qUtf8Printable(cell(result.change)),
-                    qUtf8Printable(cell(result.seek)));
+                    qUtf8Printable(cell(result.heard)), qUtf8Printable(cell(result.seek)));
         std::fflush(stdout);
+        const QString tone = dir.filePath(QStringLiteral("tone.") + format->extension);
+        if (!makeTone(tone, *format)) {
+            std::fprintf(stderr, "play_bench: ffmpeg could not make %s\n", qUtf8Printable(tone));
+            return 1;
+        }
+        gaps.append(QStringLiteral("| %1 | %2 | %3 |").arg(name).arg(measureGap(tone, false, monitor)).arg(measureGap(tone, true, monitor)));
     }
+    std::printf("\n| format | silence at a track change, opened at the end (samples) | prepared ahead (samples) |\n"
+                "|---|---|---|\n%s\n", qUtf8Printable(gaps.join(u'\n')));
     return 0;
 }

@@ -110,6 +110,7 @@ void AppDelegate::registerObservers() {
     connect(player_.get(), &Player::metaLoaded, tray_, [this](const PlaylistItemRef& item) {
         if (item == player_->current()) tray_->refreshStatusLine();
     }, queued);
+    connect(&notifications_, &Notifications::replayGainChanged, player_.get(), &Player::applyReplayGain, queued);
 }
 
 void AppDelegate::connectCommands() {

@@ -11,6 +11,7 @@ extern "C" {
 #include <libavformat/avformat.h>
 #include <libavutil/channel_layout.h>
 #include <libavutil/error.h>
+#include <libavutil/version.h>
 #include <libswresample/swresample.h>
 }
 
@@ -37,6 +38,19 @@ struct PacketFreer {
 struct FrameFreer {
     void operator()(AVFrame* f) const { av_frame_free(&f); }
 };
+
+// How long the packet of a decoded frame lasted, in stream time: FFmpeg 5.1 has only
+// pkt_duration, 6 deprecates it for `duration` (libavutil 57.30.100) and 7 removes it.
+std::int64_t frameDuration(const AVFrame* frame) {
+#if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(57, 30, 100)
+    return frame->duration;
+#else
+    return frame->pkt_duration;
+#endif
+}
+
+// How far before the asked frame decoding starts after a seek.
+constexpr std::int64_t kPrerollFrames = 4096;
 
 QString ffmpegError(int code) {
     char text[AV_ERROR_MAX_STRING_SIZE] = {};
@@ -116,23 +130,33 @@ std::unique_ptr<AudioDecoder> AudioDecoder::open(const QString& path, QString* e
     else if (format->duration != AV_NOPTS_VALUE && format->duration > 0)
         d->lengthFrames_ = av_rescale_q(format->duration, AV_TIME_BASE_Q, AVRational{1, rate}) - offsetFrames;
     d->lengthFrames_ = std::max<std::int64_t>(0, d->lengthFrames_);
+    d->lengthExact_ = format->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE;
     return d;
 }
 
-void AudioDecoder::run(std::int64_t startFrame, SampleRing& ring, const StopFlag& stop) {
+bool AudioDecoder::run(std::int64_t startFrame, SampleRing& ring, const StopFlag& stop, float gain) {
     AVFormatContext* format = h_->format.get();
-    const AVStream* stream = format->streams[h_->stream];
-    const std::int64_t target = av_rescale_q(startFrame, AVRational{1, rate_}, stream->time_base) + startOffset_;
-    if (av_seek_frame(format, h_->stream, target, AVSEEK_FLAG_BACKWARD) < 0)
-        av_seek_frame(format, h_->stream, startOffset_, AVSEEK_FLAG_BACKWARD);
-    avcodec_flush_buffers(h_->codec.get());
+    AVStream* stream = format->streams[h_->stream];
+    // A lossy decoder needs the blocks before the one it starts with (AAC overlaps every block
+    // with the one before, MP3 reaches back into earlier frames): decoding starts earlier and
+    // what comes before startFrame is dropped. A file just opened is read from its first packet,
+    // whose encoder delay the demuxer marks for the decoder to drop.
+    const std::int64_t from = startFrame - kPrerollFrames;
+    if (!fresh_ || from > 0) {
+        std::int64_t target = av_rescale_q(from, AVRational{1, rate_}, stream->time_base) + startOffset_;
+        if (const AVIndexEntry* first = avformat_index_get_entry(stream, 0)) target = std::max(target, first->timestamp);
+        if (av_seek_frame(format, h_->stream, target, AVSEEK_FLAG_BACKWARD) < 0)
+            av_seek_frame(format, h_->stream, startOffset_, AVSEEK_FLAG_BACKWARD);
+        avcodec_flush_buffers(h_->codec.get());
+    }
+    fresh_ = false;
     nextFrame_ = 0;
 
     bool input = true;
     while (!stop.isSet()) {
         int rc = avcodec_receive_frame(h_->codec.get(), h_->frame.get());
         if (rc == 0) {
-            if (!deliver(startFrame, ring, stop)) return;
+            if (!deliver(startFrame, ring, stop, gain)) return false;
             continue;
         }
         if (rc != AVERROR(EAGAIN) || !input) break;
@@ -145,18 +169,18 @@ void AudioDecoder::run(std::int64_t startFrame, SampleRing& ring, const StopFlag
         if (h_->packet->stream_index == h_->stream) avcodec_send_packet(h_->codec.get(), h_->packet.get());
         av_packet_unref(h_->packet.get());
     }
-    if (!stop.isSet()) ring.markEndOfInput();
+    return !stop.isSet();
 }
 
-bool AudioDecoder::deliver(std::int64_t startFrame, SampleRing& ring, const StopFlag& stop) {
+bool AudioDecoder::deliver(std::int64_t startFrame, SampleRing& ring, const StopFlag& stop, float gain) {
     AVFrame* frame = h_->frame.get();
     const AVStream* stream = h_->format->streams[h_->stream];
     const AVRational perFrame{1, rate_};
     std::int64_t first = nextFrame_;
     const std::int64_t stamp = frame->best_effort_timestamp;
     if (stamp != AV_NOPTS_VALUE) first = av_rescale_q(stamp - startOffset_, stream->time_base, perFrame);
-    const std::int64_t packetFrames =
-        frame->pkt_duration > 0 ? av_rescale_q(frame->pkt_duration, stream->time_base, perFrame) : 0;
+    const std::int64_t duration = frameDuration(frame);
+    const std::int64_t packetFrames = duration > 0 ? av_rescale_q(duration, stream->time_base, perFrame) : 0;
     const std::int64_t statedEnd = packetFrames > 0 ? first + packetFrames : 0;
     // The decoder drops the encoder delay from the front of the first block but leaves its
     // timestamp where the packet began.
@@ -170,11 +194,20 @@ bool AudioDecoder::deliver(std::int64_t startFrame, SampleRing& ring, const Stop
     if (count <= 0) return true;
     nextFrame_ = first + count;
     // The last packet of AAC in MP4 decodes to a whole block although it lasts only part of
-    // one: what lies past both the packet's duration and the file's length is padding.
+    // one: past the file's length the rest is padding. Where the last packet is stated shorter
+    // than the block, its duration marks the end to the sample (an edit list in milliseconds
+    // may miss it by one); otherwise the container's length does, unless it was only estimated.
     std::int64_t end = nextFrame_;
-    if (lengthFrames_ > 0 && end > lengthFrames_ && statedEnd > first)
-        end = std::max(lengthFrames_, std::min(end, statedEnd));
+    if (lengthFrames_ > 0 && end > lengthFrames_) {
+        std::int64_t heardEnd = end;
+        if (statedEnd > first && statedEnd < end) heardEnd = statedEnd;
+        else if (lengthExact_) heardEnd = lengthFrames_;
+        end = std::clamp(heardEnd, first, end);
+    }
     const std::int64_t skip = std::clamp<std::int64_t>(startFrame - first, 0, count);
+    // Floats carry a gain above 1 past full scale; the server clips them on output.
+    if (gain != 1.0f)
+        for (float& sample : h_->converted) sample *= gain;
     const float* samples = h_->converted.data() + skip * channels_;
     std::size_t left = static_cast<std::size_t>(std::max<std::int64_t>(0, end - first - skip)) *
                        static_cast<std::size_t>(channels_);

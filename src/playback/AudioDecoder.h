@@ -32,22 +32,25 @@ public:
     std::int64_t lengthFrames() const { return lengthFrames_; }
 
     // Decodes from `startFrame` (exactly: earlier frames of the block it lands in are dropped)
-    // to the end into `ring`, then marks the ring's end of input. While the ring is full it
-    // sleeps for about a quarter of the ring's length. Returns early, without marking the end,
-    // once `stop` is set.
-    void run(std::int64_t startFrame, SampleRing& ring, const StopFlag& stop);
+    // to the end into `ring`, every sample multiplied by `gain` (a linear amplitude factor).
+    // While the ring is full it sleeps for about a quarter of the ring's length. Returns true
+    // once the file's last sample is in the ring, false when `stop` was set first; the ring's
+    // end of input is the caller's to mark, since another file may follow in the same stream.
+    bool run(std::int64_t startFrame, SampleRing& ring, const StopFlag& stop, float gain = 1.0f);
 
 private:
     struct Handles;
     explicit AudioDecoder(std::unique_ptr<Handles> handles);
     // Converts the decoder's current frame and queues the part from `startFrame` on; false when
     // cancelled.
-    bool deliver(std::int64_t startFrame, SampleRing& ring, const StopFlag& stop);
+    bool deliver(std::int64_t startFrame, SampleRing& ring, const StopFlag& stop, float gain);
 
     std::unique_ptr<Handles> h_;
     int rate_ = 0;
     int channels_ = 0;
     std::int64_t lengthFrames_ = 0;
+    bool lengthExact_ = false;  // read from the container, not estimated from the bit rate
+    bool fresh_ = true;         // nothing read since open()
     std::int64_t startOffset_ = 0;  // stream time of the first frame heard
     std::int64_t nextFrame_ = 0;
 };

@@ -58,13 +58,123 @@ double AudioEngine::elapsed() {
     return lastElapsed;
 }
 
-bool AudioEngine::open(const QString& path, QString* error) {
+bool AudioEngine::open(const QString& path, QString* error, float gain) {
     stopNode();
+    dropNext();
     std::unique_ptr<AudioDecoder> opened = AudioDecoder::open(path, error);
     if (!opened) return false;
     file = std::move(opened);
+    path_ = path;
+    gain_ = gain;
     schedule(0.0);
     return true;
+}
+
+bool AudioEngine::prepareNext(const QString& path, float gain) {
+    if (nextFile && nextPath == path && nextGain == gain) return true;
+    std::unique_ptr<AudioDecoder> opened;
+    if (file) {
+        QString error;
+        opened = AudioDecoder::open(path, &error);
+        if (!opened) qCInfo(lcPlayer, "Cannot prepare %s: %s", qUtf8Printable(path), qUtf8Printable(error));
+        else if (opened->sampleRate() != file->sampleRate() || opened->channels() != file->channels()) opened.reset();
+    }
+    if (!opened) {
+        clearNext();
+        return false;
+    }
+    std::uint64_t boundary = 0;
+    bool taken = false;
+    {
+        const std::lock_guard lock(nextLock);
+        taken = handoff.taken;
+        boundary = handoff.boundary;
+        if (!taken) {
+            nextFile = std::move(opened);
+            nextPath = path;
+            nextGain = gain;
+            handoff = Handoff{nextFile.get(), gain, false, 0};
+        }
+    }
+    // The decoder takes it at the end of the current file, unless it got there first.
+    if (!taken) return !ring || !ring->endOfInput() || followAtEnd();
+    // The decoder has gone on into the file prepared before: the new one takes its place at the
+    // same boundary, unless the output has begun to take the samples after it.
+    joinDecoder();
+    if (!cutAt(boundary)) {
+        resumeNext(boundary);
+        return false;
+    }
+    // The file taken out may have ended the input already.
+    if (output) output->reopenInput();
+    else ring->clearEndOfInput();
+    nextFile = std::move(opened);
+    nextPath = path;
+    nextGain = gain;
+    continueAt(boundary);
+    return true;
+}
+
+bool AudioEngine::followAtEnd() {
+    joinDecoder();
+    if (output && !output->reopenInput()) return false;
+    ring->clearEndOfInput();
+    continueAt(ring->written());
+    return true;
+}
+
+void AudioEngine::continueAt(std::uint64_t boundary) {
+    {
+        const std::lock_guard lock(nextLock);
+        handoff = Handoff{nextFile.get(), nextGain, true, boundary};
+    }
+    ring->setBoundary(boundary);
+    startDecoder(nextFile.get(), 0, nextGain);
+}
+
+void AudioEngine::clearNext() {
+    std::uint64_t boundary = 0;
+    {
+        const std::lock_guard lock(nextLock);
+        if (!handoff.taken) {
+            handoff = Handoff{};
+            nextPath.clear();
+            nextFile.reset();
+            return;
+        }
+        boundary = handoff.boundary;
+    }
+    // The decoder has gone on into the prepared file: its samples are taken out again, so that
+    // the current file ends where it ends, unless the output has begun to take them.
+    joinDecoder();
+    if (!cutAt(boundary)) {
+        resumeNext(boundary);
+        return;
+    }
+    ring->markEndOfInput();
+    dropNext();
+}
+
+bool AudioEngine::cutAt(std::uint64_t boundary) {
+    if (output) return output->truncateInput(boundary);
+    if (!ring->truncate(boundary)) return false;
+    ring->clearBoundary(boundary);
+    return true;
+}
+
+void AudioEngine::resumeNext(std::uint64_t boundary) {
+    const auto decodedFrames = static_cast<std::int64_t>((ring->written() - boundary) /
+                                                         static_cast<std::uint64_t>(nextFile->channels()));
+    startDecoder(nextFile.get(), decodedFrames, nextGain);
+}
+
+void AudioEngine::dropNext() {
+    {
+        const std::lock_guard lock(nextLock);
+        handoff = Handoff{};
+    }
+    nextPath.clear();
+    nextFile.reset();
 }
 
 void AudioEngine::play() {
@@ -81,13 +191,16 @@ bool AudioEngine::connectOutput(bool logFailure) {
     auto listener = [this, id, target](PulseOutput::Event event) {
         // Audio thread: only the stop flag is read here; everything else happens on the
         // main thread.
-        if (event == PulseOutput::Event::Finished) {
+        if (event == PulseOutput::Event::Finished || event == PulseOutput::Event::Boundary) {
             {
                 std::lock_guard lock(stoppingLock);
                 if (stopping_) return;
             }
             const std::uint64_t current = generation.load();
-            QMetaObject::invokeMethod(target, [this, current] { finished(current); }, Qt::QueuedConnection);
+            if (event == PulseOutput::Event::Finished)
+                QMetaObject::invokeMethod(target, [this, current] { finished(current); }, Qt::QueuedConnection);
+            else
+                QMetaObject::invokeMethod(target, [this, current] { advanced(current); }, Qt::QueuedConnection);
         } else if (event == PulseOutput::Event::Lost) {
             QMetaObject::invokeMethod(target, [this, id] { configurationChanged(id); }, Qt::QueuedConnection);
         } else {
@@ -134,7 +247,9 @@ void AudioEngine::pause() {
 
 void AudioEngine::stop() {
     stopNode();
+    dropNext();
     file.reset();
+    path_.clear();
     shouldPlay = false;
     anchor = 0;
     lastElapsed = 0;
@@ -146,6 +261,13 @@ void AudioEngine::seek(double seconds) {
     stopNode();
     schedule(seconds);
     if (wasPlaying) play();
+}
+
+void AudioEngine::setGain(float gain) {
+    if (gain == gain_) return;
+    gain_ = gain;
+    // The gain is applied as the samples are decoded.
+    if (file && scheduled) seek(elapsed());
 }
 
 AudioEngine::Segment AudioEngine::segment(double start) const {
@@ -176,12 +298,35 @@ bool AudioEngine::schedule(double start) {
         ring = std::make_unique<SampleRing>(capacity);
     }
     ++generation;
-    cancelDecoding.clear();
-    decoder = std::thread([this, startFrame = s.startFrame] { file->run(startFrame, *ring, cancelDecoding); });
+    {
+        // A prepared file that the decoder had gone on into follows again at the new end.
+        const std::lock_guard lock(nextLock);
+        handoff.taken = false;
+    }
+    startDecoder(file.get(), s.startFrame, gain_);
     scheduled = true;
     anchor = start;
     lastElapsed = start;
     return true;
+}
+
+void AudioEngine::startDecoder(AudioDecoder* first, std::int64_t startFrame, float gain) {
+    cancelDecoding.clear();
+    decoder = std::thread([this, first, startFrame, gain] { decode(first, startFrame, gain); });
+}
+
+void AudioEngine::decode(AudioDecoder* current, std::int64_t startFrame, float gain) {
+    while (current->run(startFrame, *ring, cancelDecoding, gain)) {
+        const std::lock_guard lock(nextLock);
+        if (!handoff.offered || handoff.taken) break;
+        handoff.taken = true;
+        handoff.boundary = ring->written();
+        ring->setBoundary(handoff.boundary);
+        current = handoff.offered;
+        gain = handoff.gain;
+        startFrame = 0;
+    }
+    if (!cancelDecoding.isSet()) ring->markEndOfInput();
 }
 
 void AudioEngine::stopNode() {
@@ -231,6 +376,26 @@ void AudioEngine::finished(std::uint64_t ended) {
     if (ended != generation.load()) return;
     reportUnderruns();
     if (onFinished) onFinished();
+}
+
+void AudioEngine::advanced(std::uint64_t at) {
+    if (at != generation.load() || !file) return;
+    std::uint64_t boundary = 0;
+    {
+        const std::lock_guard lock(nextLock);
+        if (!handoff.taken || !nextFile) return;
+        boundary = handoff.boundary;
+        handoff = Handoff{};
+    }
+    file = std::move(nextFile);
+    path_ = std::move(nextPath);
+    nextPath.clear();
+    gain_ = nextGain;
+    // The played time runs on from the stream's start: the new file's time starts at the boundary.
+    anchor = -static_cast<double>(boundary / static_cast<std::uint64_t>(file->channels())) / file->sampleRate();
+    lastElapsed = 0;
+    reportUnderruns();
+    if (onAdvanced) onAdvanced();
 }
 
 void AudioEngine::reportUnderruns() {

@@ -5,6 +5,7 @@
 #include "PlayerLog.h"
 #include "Preferences.h"
 #include "Queues.h"
+#include "ReplayGainSettings.h"
 
 #include <limits>
 
@@ -23,6 +24,7 @@ Player::Player(std::shared_ptr<TrackStorage> tracks, std::shared_ptr<PlaylistSto
       alive_(std::make_shared<std::atomic<bool>>(true)) {
     // The engine is a member: its callback cannot outlive the player.
     engine_.onFinished = [this] { trackFinished(); };
+    engine_.onAdvanced = [this] { trackAdvanced(); };
     engine_.setVolume(preferences_.volume);
     restore();
 }
@@ -37,6 +39,7 @@ void Player::setPlaybackMode(PlaybackMode mode) {
     preferences_.playbackMode = mode;
     preferences_.save();
     post([this] { emit playbackModeChanged(); });
+    prepareAhead();
 }
 
 void Player::setVolume(float volume) {
@@ -49,12 +52,12 @@ void Player::setVolume(float volume) {
 bool Player::makeCurrent(const PlaylistItemRef& item) {
     QString& path = item->track()->path;
     QString error;
-    bool opened = engine_.open(path, &error);
+    bool opened = engine_.open(path, &error, gainFor(*item->track()));
     // A restored playlist holds the database's composed spelling of each path.
     if (!opened) {
         if (const QString onDisk = findOnDisk(path); onDisk != path) {
             path = onDisk;
-            opened = engine_.open(path, &error);
+            opened = engine_.open(path, &error, gainFor(*item->track()));
         }
     }
     if (!opened) {
@@ -63,10 +66,23 @@ bool Player::makeCurrent(const PlaylistItemRef& item) {
         playlist_.setCurrent(nullptr);
         return false;
     }
+    adoptCurrent(item);
+    return true;
+}
+
+void Player::adoptCurrent(const PlaylistItemRef& item) {
     playlist_.setCurrent(item);
     post([this, item] { emit trackSetup(item); });
     refreshInBackground({item}, true);
-    return true;
+}
+
+float Player::gainFor(const Track& track) const { return replayGainFactorFor(track.path, preferences_); }
+
+void Player::applyReplayGain() {
+    if (const PlaylistItemRef& item = playlist_.current(); item && engine_.hasFile()) {
+        engine_.setGain(gainFor(*item->track()));
+    }
+    prepareAhead();
 }
 
 void Player::playItem(const PlaylistItemRef& item, bool restart) {
@@ -87,6 +103,7 @@ void Player::playItem(const PlaylistItemRef& item, bool restart) {
         post([this] { emit playbackStarted(); });
     }
     if (previous_ != current) previous_ = current;
+    prepareAhead();
 }
 
 bool Player::play() {
@@ -113,6 +130,7 @@ void Player::togglePlayPause() {
 
 void Player::stop() {
     engine_.stop();
+    ahead_.reset();
     playing_ = false;
     previous_.reset();
     playlist_.setCurrent(nullptr);
@@ -131,7 +149,64 @@ void Player::playPrevious() {
     carryOut(move);
 }
 
-void Player::trackFinished() { carryOut(order_.finished(playlist_, playbackMode_)); }
+void Player::trackFinished() { carryOut(takeAhead()); }
+
+Move Player::takeAhead() {
+    std::optional<Move> move;
+    move.swap(ahead_);
+    return move ? *move : order_.finished(playlist_, playbackMode_);
+}
+
+void Player::prepareAhead() {
+    const PlaylistItemRef current = playlist_.current();
+    if (!current || !engine_.hasFile()) {
+        ahead_.reset();
+        engine_.clearNext();
+        return;
+    }
+    ahead_ = order_.finished(playlist_, playbackMode_);
+    PlaylistItemRef next;
+    if (ahead_->kind == Move::Kind::GoTo) next = ahead_->item;
+    if (ahead_->kind == Move::Kind::Restart) next = current;
+    // A file that cannot follow without a gap is opened when the track has finished.
+    if (next) engine_.prepareNext(next->track()->path, gainFor(*next->track()));
+    else engine_.clearNext();
+}
+
+void Player::trackAdvanced() {
+    const Move move = takeAhead();
+    const PlaylistItemRef current = playlist_.current();
+    PlaylistItemRef target;
+    if (move.kind == Move::Kind::GoTo) target = move.item;
+    if (move.kind == Move::Kind::Restart) target = current;
+    if (!target || target->track()->path != engine_.path()) {
+        // The engine went on into a file that no longer follows (the change came too late to
+        // take it back): the end of the track is carried out as when nothing had followed.
+        if (move.kind != Move::Kind::Restart) {
+            carryOut(move);
+            return;
+        }
+        if (!current || !makeCurrent(current)) {
+            stop();
+            return;
+        }
+        if (playing_) engine_.play();
+        post([this, current] { emit seek(current); });
+        prepareAhead();
+        return;
+    }
+    if (move.kind == Move::Kind::Restart) {
+        post([this, current] { emit seek(current); });
+    } else {
+        adoptCurrent(target);
+        if (move.addToHistory) {
+            const std::lock_guard lock(playlistLock);
+            order_.remember(target);
+        }
+        post([this, current] { emit trackChanged(current); });
+    }
+    prepareAhead();
+}
 
 void Player::advanceNormal() { carryOut(order_.advanceNormal(playlist_)); }
 
@@ -147,6 +222,7 @@ void Player::carryOut(const Move& move) {
     case Move::Kind::Restart:
         seek(false, 0.0);
         engine_.play();
+        prepareAhead();
         return;
     }
 }
@@ -163,6 +239,7 @@ void Player::goTo(const PlaylistItemRef& item, bool addToHistory) {
     }
     if (playing_) engine_.play();
     post([this, former] { emit trackChanged(former); });
+    prepareAhead();
 }
 
 void Player::seek(bool relative, double seconds) {

@@ -13,6 +13,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 namespace sonvale {
 
@@ -25,6 +26,12 @@ class Queues;
 
 // The one playlist, its current item and the audio engine that plays it, with the navigation
 // of the playback modes (PlaybackOrder decides, the player carries out).
+//
+// Gapless: whenever the current item, the playlist, the mode or the history changes, the item
+// that the end of the current track leads to is decided at once (a Shuffle draw is made then
+// and kept) and its file is prepared in the engine, which plays it on without a gap. When it
+// is heard the player does what the end of a track does (same item, same signals, same
+// order) without opening the file again.
 //
 // Threads: make the player and call every member on the main thread (the QCoreApplication's),
 // whose event loop must run. Every signal is emitted on the main thread after the call that
@@ -66,6 +73,9 @@ public:
     // Applies the volume and keeps it in the preferences (not saved); emits volumeChanged when
     // the applied value differs.
     void setVolume(float volume);
+    // Reads the ReplayGain preferences again (they are read when a file is opened or prepared):
+    // the current file takes its new gain from the playing position, the next from its start.
+    void applyReplayGain();
 
     // Expands `paths` (files, folders, M3U playlists), finds or stores a record for every file
     // and appends the new items (`enqueue`) or replaces the playlist with them. Playback is
@@ -105,7 +115,7 @@ public:
 
     void playNext();
     void playPrevious();
-    // The engine played the current file to its end.
+    // The engine played the current file to its end (nothing followed it without a gap).
     void trackFinished();
     // To `seconds`, or by `seconds` when `relative`: before the start goes to the previous
     // track, at or past the end acts as the end of the track.
@@ -144,6 +154,17 @@ private:
     // The set-current step: opens the item's file and makes it current, or logs and leaves no
     // current item.
     bool makeCurrent(const PlaylistItemRef& item);
+    // Makes `item`, whose file the engine already plays, current and announces it.
+    void adoptCurrent(const PlaylistItemRef& item);
+    // The engine went on into the prepared file without a gap: the end of the former track.
+    void trackAdvanced();
+    // Decides what the end of the current track leads to and prepares its file in the engine.
+    void prepareAhead();
+    // The end-of-track move decided ahead, or decided now when there is none.
+    Move takeAhead();
+    // The linear amplitude factor the engine applies to `track`'s samples: its ReplayGain by
+    // the preferences (read from the file each time; 1 while ReplayGain is off).
+    float gainFor(const Track& track) const;
     void carryOut(const Move& move);
     void restore();
     // Reads the tracks' metadata (and the artwork of `current`) in the background.
@@ -163,6 +184,8 @@ private:
     AudioEngine engine_;
     Playlist playlist_;
     PlaybackOrder order_;  // holds `recent`
+    // What the end of the current track leads to, decided by prepareAhead().
+    std::optional<Move> ahead_;
     // Guards playlist_.items and the history while they change.
     std::mutex playlistLock;
     PlaylistItemRef previous_;

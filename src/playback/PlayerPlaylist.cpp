@@ -126,6 +126,7 @@ void Player::clearPlaylist() {
 void Player::playlistChanged() {
     ++playlistRevision_;
     post([this] { emit playlistUpdated(); });
+    prepareAhead();
 }
 
 QList<TrackRef> Player::playlistTracks() const {
@@ -163,7 +164,7 @@ void Player::restore() {
     if (playlist_.items.isEmpty()) return;
     post([this] { emit playlistUpdated(); });
     const std::optional<qint64> index = preferences_.currentPlaylistItem;
-    if (index && *index >= 0 && *index < playlist_.items.size()) makeCurrent(playlist_.items[*index]);
+    if (index && *index >= 0 && *index < playlist_.items.size() && makeCurrent(playlist_.items[*index])) prepareAhead();
 }
 
 void Player::refreshInBackground(const QList<PlaylistItemRef>& items, bool withArtwork) {

@@ -46,6 +46,24 @@ struct StreamFreer {
     }
 };
 
+// The owner of an operation reference; cancel() first where the operation must not finish.
+struct OperationUnref {
+    void operator()(pa_operation* op) const { pa_operation_unref(op); }
+};
+using Operation = std::unique_ptr<pa_operation, OperationUnref>;
+
+void cancel(Operation& op) {
+    if (op) pa_operation_cancel(op.get());
+    op.reset();
+}
+
+// The owner of a time event of one main loop.
+struct TimeEventFreer {
+    pa_mainloop_api* api = nullptr;
+    void operator()(pa_time_event* e) const { api->time_free(e); }
+};
+using TimeEvent = std::unique_ptr<pa_time_event, TimeEventFreer>;
+
 class MainloopLock {
 public:
     explicit MainloopLock(pa_threaded_mainloop* m) : m_(m) { pa_threaded_mainloop_lock(m_); }
@@ -64,17 +82,14 @@ void signalDone(pa_stream*, int, void* mainloop) {
 // Set when a wait for the server has gone on too long; lives on the waiting thread's stack.
 struct Deadline {
     pa_threaded_mainloop* mainloop;
-    pa_time_event* event = nullptr;
     bool expired = false;
+    TimeEvent event;
 
-    explicit Deadline(pa_threaded_mainloop* m) : mainloop(m) {
+    explicit Deadline(pa_threaded_mainloop* m) : mainloop(m), event(nullptr, {pa_threaded_mainloop_get_api(m)}) {
         pa_mainloop_api* api = pa_threaded_mainloop_get_api(m);
         timeval tv;
         pa_timeval_add(pa_gettimeofday(&tv), kAnswerLimit);
-        event = api->time_new(api, &tv, &Deadline::expire, this);
-    }
-    ~Deadline() {
-        if (event) pa_threaded_mainloop_get_api(mainloop)->time_free(event);
+        event.reset(api->time_new(api, &tv, &Deadline::expire, this));
     }
     Deadline(const Deadline&) = delete;
     Deadline& operator=(const Deadline&) = delete;
@@ -96,8 +111,8 @@ struct PulseOutput::Handles {
     std::unique_ptr<pa_threaded_mainloop, MainloopFreer> mainloop;
     std::unique_ptr<pa_context, ContextFreer> context;
     std::unique_ptr<pa_stream, StreamFreer> stream;
-    pa_time_event* timer = nullptr;
-    pa_operation* drain = nullptr;
+    TimeEvent timer;
+    Operation drain;
     bool ready = false;
 };
 
@@ -110,11 +125,8 @@ PulseOutput::~PulseOutput() {
     {
         MainloopLock lock(h_->mainloop.get());
         h_->ready = false;
-        if (h_->drain) {
-            pa_operation_cancel(h_->drain);
-            pa_operation_unref(h_->drain);
-        }
-        if (h_->timer) pa_threaded_mainloop_get_api(h_->mainloop.get())->time_free(h_->timer);
+        cancel(h_->drain);
+        h_->timer.reset();
         h_->stream.reset();
         h_->context.reset();
     }
@@ -178,20 +190,20 @@ bool PulseOutput::connect(float volume, QString* error) {
         if (deadline.expired) return fail(timeout);
         pa_threaded_mainloop_wait(m);
     }
-    h_->timer = pa_context_rttime_new(c, pa_rtclock_now() + kTick, &PulseOutput::onTimer, this);
+    h_->timer = TimeEvent(pa_context_rttime_new(c, pa_rtclock_now() + kTick, &PulseOutput::onTimer, this),
+                          {pa_threaded_mainloop_get_api(m)});
     h_->ready = true;
     return true;
 }
 
-bool PulseOutput::waitFor(pa_operation* op) {
+bool PulseOutput::waitFor(pa_operation* started) {
+    Operation op(started);
     if (!op) return false;
     Deadline deadline(h_->mainloop.get());
-    while (pa_operation_get_state(op) == PA_OPERATION_RUNNING && !deadline.expired)
+    while (pa_operation_get_state(op.get()) == PA_OPERATION_RUNNING && !deadline.expired)
         pa_threaded_mainloop_wait(h_->mainloop.get());
-    if (pa_operation_get_state(op) == PA_OPERATION_RUNNING) pa_operation_cancel(op);
-    const bool done = pa_operation_get_state(op) == PA_OPERATION_DONE;
-    pa_operation_unref(op);
-    return done;
+    if (pa_operation_get_state(op.get()) == PA_OPERATION_RUNNING) pa_operation_cancel(op.get());
+    return pa_operation_get_state(op.get()) == PA_OPERATION_DONE;
 }
 
 void PulseOutput::setCorked(bool corked) {
@@ -202,11 +214,7 @@ void PulseOutput::setCorked(bool corked) {
 
 void PulseOutput::flush() {
     MainloopLock lock(h_->mainloop.get());
-    if (h_->drain) {
-        pa_operation_cancel(h_->drain);
-        pa_operation_unref(h_->drain);
-        h_->drain = nullptr;
-    }
+    cancel(h_->drain);
     draining_ = false;
     ring_.reset();
     playedUsec_.store(0, std::memory_order_relaxed);
@@ -225,9 +233,23 @@ void PulseOutput::setVolume(float volume) {
     if (!h_->ready || lost_) return;
     pa_cvolume cv;
     pa_cvolume_set(&cv, static_cast<std::uint8_t>(channels_), pa_sw_volume_from_linear(std::clamp(volume, 0.0f, 1.0f)));
-    pa_operation* op = pa_context_set_sink_input_volume(h_->context.get(), pa_stream_get_index(h_->stream.get()), &cv,
-                                                        nullptr, nullptr);
-    if (op) pa_operation_unref(op);
+    // Nobody waits for the answer: the reference is let go at once.
+    Operation(pa_context_set_sink_input_volume(h_->context.get(), pa_stream_get_index(h_->stream.get()), &cv, nullptr,
+                                               nullptr));
+}
+
+bool PulseOutput::reopenInput() {
+    MainloopLock lock(h_->mainloop.get());
+    if (draining_) return false;
+    ring_.clearEndOfInput();
+    return true;
+}
+
+bool PulseOutput::truncateInput(std::uint64_t position) {
+    MainloopLock lock(h_->mainloop.get());
+    if (!ring_.truncate(position)) return false;
+    ring_.clearBoundary(position);
+    return true;
 }
 
 double PulseOutput::playedSeconds() {
@@ -240,6 +262,19 @@ void PulseOutput::notePlayed() {
     pa_usec_t now = 0;
     if (!h_->ready || lost_ || pa_stream_get_time(h_->stream.get(), &now) != 0) return;
     playedUsec_.store(std::max<std::int64_t>(0, static_cast<std::int64_t>(now) - baseUsec_), std::memory_order_relaxed);
+}
+
+std::uint64_t PulseOutput::boundaryDueIn() {
+    const std::uint64_t at = ring_.boundary();
+    if (at == SampleRing::kNoBoundary || ring_.consumed() < at) return 0;
+    notePlayed();
+    const auto atUsec = static_cast<std::int64_t>(at / static_cast<std::uint64_t>(channels_) * PA_USEC_PER_SEC /
+                                                  static_cast<std::uint64_t>(rate_));
+    const std::int64_t left = atUsec - playedUsec_.load(std::memory_order_relaxed);
+    if (left > 0) return static_cast<std::uint64_t>(left);
+    ring_.clearBoundary(at);
+    listener_(Event::Boundary);
+    return 0;
 }
 
 void PulseOutput::fill(std::size_t bytes) {
@@ -269,10 +304,14 @@ void PulseOutput::fill(std::size_t bytes) {
     starved_ = bytes >= frameBytes && !ring_.endOfInput();
     // A request the ring could not meet (just after a seek, or the decoder late): come back soon.
     if (starved_ && !wasStarved && h_->timer)
-        pa_context_rttime_restart(h_->context.get(), h_->timer, pa_rtclock_now() + kTick);
+        pa_context_rttime_restart(h_->context.get(), h_->timer.get(), pa_rtclock_now() + kTick);
+    // The tick comes back when the next file's first sample is due, so that the change of
+    // track is reported when it is heard rather than up to an idle tick later.
+    if (const std::uint64_t due = boundaryDueIn(); due > 0 && !starved_ && due < kIdleTick && h_->timer)
+        pa_context_rttime_restart(h_->context.get(), h_->timer.get(), pa_rtclock_now() + due);
     if (!draining_ && ring_.endOfInput() && ring_.readable() < static_cast<std::size_t>(channels_)) {
         draining_ = true;
-        h_->drain = pa_stream_drain(s, &PulseOutput::onDrained, this);
+        h_->drain.reset(pa_stream_drain(s, &PulseOutput::onDrained, this));
     }
 }
 
@@ -288,16 +327,22 @@ void PulseOutput::onTimer(pa_mainloop_api*, pa_time_event* e, const timeval*, vo
         if (writable != static_cast<std::size_t>(-1)) out->fill(writable);
         out->notePlayed();
     }
-    pa_context_rttime_restart(out->h_->context.get(), e, pa_rtclock_now() + (out->starved_ ? kTick : kIdleTick));
+    pa_usec_t delay = out->starved_ ? kTick : kIdleTick;
+    if (out->h_->ready && !out->lost_)
+        if (const std::uint64_t due = out->boundaryDueIn(); due > 0) delay = std::min<pa_usec_t>(delay, due);
+    pa_context_rttime_restart(out->h_->context.get(), e, pa_rtclock_now() + delay);
 }
 
 void PulseOutput::onDrained(pa_stream*, int success, void* self) {
     auto* out = static_cast<PulseOutput*>(self);
-    if (out->h_->drain) {
-        pa_operation_unref(out->h_->drain);
-        out->h_->drain = nullptr;
+    out->h_->drain.reset();
+    if (!success || !out->h_->ready) return;
+    // A file shorter than a tick may have ended before its beginning was reported.
+    if (const std::uint64_t at = out->ring_.boundary(); at != SampleRing::kNoBoundary) {
+        out->ring_.clearBoundary(at);
+        out->listener_(Event::Boundary);
     }
-    if (success && out->h_->ready) out->listener_(Event::Finished);
+    out->listener_(Event::Finished);
 }
 
 void PulseOutput::onUnderflow(pa_stream*, void* self) {

@@ -29,9 +29,11 @@ class SampleRing;
 // outlive the output.
 class PulseOutput {
 public:
-    enum class Event { Finished, Moved, Lost };
+    enum class Event { Finished, Boundary, Moved, Lost };
     // Called on the audio thread: Finished when everything queued after the last flush has
-    // been played out (the ring's end of input reached and the stream drained); Moved when the
+    // been played out (the ring's end of input reached and the stream drained); Boundary when
+    // the first sample after the ring's boundary is being heard (the played position reached
+    // it; always before a Finished that follows it); Moved when the
     // server moved the stream to another output; Lost when the stream or the connection failed
     // or the output was suspended. Must not call back into the output.
     using Listener = std::function<void(Event)>;
@@ -51,6 +53,13 @@ public:
     // played time starts again from zero. The ring's producer must be stopped.
     void flush();
     void setVolume(float volume);
+    // Ends the input at `position` (samples since the last flush) if the stream has not taken
+    // any sample from there on yet, and clears a boundary there; false when it has. The ring's
+    // producer must be stopped.
+    bool truncateInput(std::uint64_t position);
+    // Takes the ring's end of input back, so that more input follows in the same stream; false
+    // when the stream has already begun to play out its end.
+    bool reopenInput();
     // Seconds of audio played out since the stream opened or was last flushed; the last known
     // value once the stream is gone.
     double playedSeconds();
@@ -64,11 +73,14 @@ private:
     struct Handles;
     PulseOutput(int sampleRate, int channels, SampleRing& ring, Listener listener);
     bool connect(float volume, QString* error);
+    // Waits for the server to carry out `op` (taken over), at most the answer limit.
     bool waitFor(pa_operation* op);
 
     // Audio thread.
     void fill(std::size_t bytes);
     void notePlayed();
+    // Reports a boundary whose time has come; otherwise how long until it will (0 for none due).
+    std::uint64_t boundaryDueIn();
     static void onWrite(pa_stream* s, std::size_t bytes, void* self);
     static void onTimer(pa_mainloop_api* api, pa_time_event* e, const timeval* tv, void* self);
     static void onDrained(pa_stream* s, int success, void* self);

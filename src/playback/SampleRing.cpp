@@ -39,7 +39,14 @@ std::size_t SampleRing::readable() const {
 void SampleRing::reset() {
     written_.store(0, std::memory_order_relaxed);
     read_.store(0, std::memory_order_relaxed);
+    boundary_.store(kNoBoundary, std::memory_order_relaxed);
     ended_.store(false, std::memory_order_release);
+}
+
+bool SampleRing::truncate(std::uint64_t position) {
+    if (read_.load(std::memory_order_acquire) > position) return false;
+    if (position < written_.load(std::memory_order_relaxed)) written_.store(position, std::memory_order_release);
+    return true;
 }
 
 }  // namespace sonvale

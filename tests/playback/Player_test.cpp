@@ -5,6 +5,7 @@
 #include "PlaylistStorage.h"
 #include "LogCapture.h"
 #include "MediaFactory.h"
+#include "MonitorRecorder.h"
 #include "SoundServer.h"
 #include "Preferences.h"
 #include "Queues.h"
@@ -310,6 +311,129 @@ TEST_F(PlayerTest, PlaylistThatCannotBeStoredIsReportedAndTheCurrentItemKeptAllT
     player_->pause();
     EXPECT_FALSE(player_->savePlaylist());
     EXPECT_EQ(Preferences().currentPlaylistItem, 2);
+}
+
+// Two files of one second each, cut from a 441 Hz sine: each holds whole periods, so any
+// order of them, and either one repeated, is one continuous sine when played without a gap.
+class GaplessPlayerTest : public PlayerTest {
+protected:
+    void SetUp() override {
+        PlayerTest::SetUp();
+        if (IsSkipped()) return;
+        halves_ = media_.splitSine(QStringLiteral("loop"), QStringLiteral("flac"),
+                                   {QStringLiteral("-c:a"), QStringLiteral("flac")}, 2.0, MonitorRecorder::kRate,
+                                   MonitorRecorder::kRate, 441);
+        ASSERT_EQ(halves_.size(), 2);
+        QObject::connect(player_.get(), &Player::trackSetup, [this](const PlaylistItemRef& item) {
+            events_.append(QStringLiteral("setup ") + QFileInfo(item->track()->path).baseName());
+        });
+        QObject::connect(player_.get(), &Player::trackChanged, [this](const PlaylistItemRef&) {
+            events_.append(QStringLiteral("changed"));
+        });
+        QObject::connect(player_.get(), qOverload<PlaylistItemRef>(&Player::seek),
+                         [this](const PlaylistItemRef&) { events_.append(QStringLiteral("seek")); });
+    }
+    bool eventsReach(qsizetype count) { return spinUntil([&] { return events_.size() >= count; }, 10); }
+
+    QStringList halves_;
+    QStringList events_;
+};
+
+TEST_F(GaplessPlayerTest, RepeatAllRepeatOneAndShuffleGoOnWithoutAGapAndAnnounceAsBefore) {
+    MonitorRecorder recorder(QStringLiteral("one"));
+    player_->setPlaybackMode(PlaybackMode::RepeatAll);
+    const QList<PlaylistItemRef> items = player_->open(halves_, false);
+    ASSERT_EQ(items.size(), 2);
+    player_->playItem(items[0], false);
+    ASSERT_TRUE(eventsReach(6));
+    EXPECT_EQ(events_, QStringList({"setup loop-1", "changed", "setup loop-2", "changed", "setup loop-1", "changed"}));
+    EXPECT_EQ(player_->current(), items[0]);
+    EXPECT_LT(player_->elapsed(), 0.5);  // counted from the start of the item heard now
+    EXPECT_EQ(player_->recent(), QList<PlaylistItemRef>({items[1], items[0]}));
+
+    // Changed while the next file is already on its way: the new rule's item follows instead.
+    player_->setPlaybackMode(PlaybackMode::RepeatOne);
+    ASSERT_TRUE(eventsReach(7));
+    EXPECT_EQ(events_.last(), "seek");
+    EXPECT_EQ(player_->current(), items[0]);
+
+    // The shuffle memory excludes the item just played: the other one is drawn.
+    player_->setPlaybackMode(PlaybackMode::Shuffle);
+    ASSERT_TRUE(eventsReach(9));
+    EXPECT_EQ(events_.mid(7), QStringList({"setup loop-2", "changed"}));
+    EXPECT_EQ(player_->current(), items[1]);
+    EXPECT_EQ(player_->recent().last(), items[1]);
+    player_->pause();
+    ASSERT_TRUE(spinUntil([&] { return recorder.silentFor(0.2); }, 5));
+    EXPECT_EQ(stops_, 0);
+
+    const MonitorRecorder::Continuity heard = recorder.continuity(441);
+    EXPECT_GT(heard.frames, 3.5 * MonitorRecorder::kRate);
+    EXPECT_LT(heard.longestGapMs, 1.0);
+    EXPECT_LT(heard.largestPhaseShift, 1.0);
+}
+
+TEST_F(GaplessPlayerTest, ANextNearTheEndAndAChangeOfSampleRatePlayTheRightItems) {
+    MonitorRecorder recorder(QStringLiteral("one"));
+    const QString other = media_.ffmpeg(QStringLiteral("rate48k.flac"), {QStringLiteral("-c:a"), QStringLiteral("flac")},
+                                        0.5, 48000, 2);
+    const QList<PlaylistItemRef> items = player_->open({halves_[0], halves_[1], other, halves_[0]}, false);
+    ASSERT_EQ(items.size(), 4);
+    player_->playItem(items[0], false);
+    // The second half is prepared and on its way by now; "next" skips it.
+    ASSERT_TRUE(spinUntil([this] { return player_->elapsed() >= 0.8; }, 5));
+    player_->playNext();
+    EXPECT_EQ(player_->current(), items[1]);
+    ASSERT_TRUE(stopped(10));
+    EXPECT_EQ(setupPaths(), QStringList({"loop-1", "loop-2", "rate48k", "loop-1"}));
+    EXPECT_EQ(player_->recent(), QList<PlaylistItemRef>({items[1], items[2], items[3]}));
+    ASSERT_TRUE(spinUntil([&] { return recorder.silentFor(0.2); }, 5));
+    EXPECT_NEAR(recorder.heard(), 0.8 + 1.0 + 0.5 + 1.0, 0.2);
+}
+
+// Three tones at the same level: one tagged -6.02 dB (album -12.04 dB), one untagged, one tagged
+// +6.02 dB with a peak of 0.8. Each is heard at its own gain, the peak holding the loud one to
+// 1 / 0.8; album mode takes the album gain, and a change of mode reaches the next play.
+TEST_F(PlayerTest, ReplayGainScalesEachFileByItsTagsAndTheChosenMode) {
+    const auto tone = [this](const char* name, const QStringList& tags) {
+        QStringList extra{QStringLiteral("-c:a"), QStringLiteral("flac")};
+        for (const QString& tag : tags) extra << QStringLiteral("-metadata") << tag;
+        return media_.ffmpeg(QString::fromLatin1(name) + QStringLiteral(".flac"), extra, 1.0);
+    };
+    const QStringList files{
+        tone("quiet", {QStringLiteral("REPLAYGAIN_TRACK_GAIN=-6.02 dB"), QStringLiteral("REPLAYGAIN_ALBUM_GAIN=-12.04 dB")}),
+        tone("plain", {}),
+        tone("loud", {QStringLiteral("REPLAYGAIN_TRACK_GAIN=+6.02 dB"), QStringLiteral("REPLAYGAIN_TRACK_PEAK=0.8")})};
+    for (const QString& file : files) ASSERT_FALSE(file.isEmpty());
+    preferences_->replayGain.mode = ReplayGainMode::Track;
+    constexpr int kRate = MonitorRecorder::kRate;
+    // The loudest sample of the middle of the n-th second heard.
+    const auto secondPeak = [](MonitorRecorder& recorder, int n) {
+        return double(recorder.peak(n * kRate + kRate / 10, (n + 1) * kRate - kRate / 10));
+    };
+
+    double plain = 0;
+    {
+        MonitorRecorder recorder(QStringLiteral("one"));
+        items_ = player_->open(files, false);
+        player_->playItem(items_[0], false);
+        ASSERT_TRUE(stopped(10));
+        ASSERT_TRUE(spinUntil([&] { return recorder.silentFor(0.2); }, 5));
+        plain = secondPeak(recorder, 1);
+        ASSERT_GT(plain, 1000);
+        EXPECT_NEAR(secondPeak(recorder, 0) / plain, 0.5, 0.02);
+        EXPECT_NEAR(secondPeak(recorder, 2) / plain, 1.25, 0.03);
+    }
+
+    preferences_->replayGain.mode = ReplayGainMode::Album;
+    player_->applyReplayGain();
+    player_->setPlaybackMode(PlaybackMode::Single);
+    stops_ = 0;
+    MonitorRecorder recorder(QStringLiteral("one"));
+    player_->playItem(items_[0], false);
+    ASSERT_TRUE(stopped(10));
+    ASSERT_TRUE(spinUntil([&] { return recorder.silentFor(0.2); }, 5));
+    EXPECT_NEAR(secondPeak(recorder, 0) / plain, 0.25, 0.02);
 }
 
 }  // namespace

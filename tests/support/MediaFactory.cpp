@@ -33,6 +33,27 @@ QString MediaFactory::ffmpeg(const QString& name, const QStringList& extra, doub
     return run(QStringLiteral("ffmpeg"), args) ? out : QString();
 }
 
+QStringList MediaFactory::splitSine(const QString& stem, const QString& extension, const QStringList& codec,
+                                    double seconds, qint64 split, int sampleRate, int frequency) {
+    QStringList out;
+    const QString parts[] = {QStringLiteral("atrim=end_sample=%1").arg(split),
+                             QStringLiteral("atrim=start_sample=%1,asetpts=PTS-STARTPTS").arg(split)};
+    for (int i = 0; i < 2; ++i) {
+        out.append(path(QStringLiteral("%1-%2.%3").arg(stem).arg(i + 1).arg(extension)));
+        QStringList args = {QStringLiteral("-hide_banner"), QStringLiteral("-loglevel"), QStringLiteral("error"),
+                            QStringLiteral("-y"), QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+                            QStringLiteral("aevalsrc=0.5*sin(2*PI*%1*t)|0.5*sin(2*PI*%1*t):s=%2:d=%3")
+                                .arg(frequency)
+                                .arg(sampleRate)
+                                .arg(seconds),
+                            QStringLiteral("-af"), parts[i]};
+        args += codec;
+        args += out.last();
+        if (!run(QStringLiteral("ffmpeg"), args)) return {};
+    }
+    return out;
+}
+
 QString MediaFactory::jpeg(const QString& name) {
     const QString out = path(name);
     const QStringList args = {QStringLiteral("-hide_banner"), QStringLiteral("-loglevel"), QStringLiteral("error"),

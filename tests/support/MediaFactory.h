@@ -23,6 +23,11 @@ public:
     // (codec, metadata, -id3v2_version, ...). Empty path on failure.
     QString ffmpeg(const QString& name, const QStringList& extra, double seconds = 1.0,
                    int sampleRate = 44100, int channels = 2);
+    // A stereo sine of `frequency` Hz and `seconds` (half of full scale) cut at frame `split` into two
+    // files, `stem`-1.`extension` and `stem`-2.`extension`, each encoded with `codec`; played one
+    // after the other without a gap they make the whole sine again. Empty list on failure.
+    QStringList splitSine(const QString& stem, const QString& extension, const QStringList& codec, double seconds,
+                          qint64 split, int sampleRate = 44100, int frequency = 440);
     // A small JPEG picture made by ffmpeg.
     QString jpeg(const QString& name);
 
