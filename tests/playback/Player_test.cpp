@@ -393,7 +393,7 @@ TEST_F(GaplessPlayerTest, ANextNearTheEndAndAChangeOfSampleRatePlayTheRightItems
 
 // Three tones at the same level: one tagged -6.02 dB (album -12.04 dB), one untagged, one tagged
 // +6.02 dB with a peak of 0.8. Each is heard at its own gain, the peak holding the loud one to
-// 1 / 0.8; album mode takes the album gain, and a change of mode reaches the next play.
+// 1 / 0.8; album mode takes the album gain, and a change of mode is heard at once.
 TEST_F(PlayerTest, ReplayGainScalesEachFileByItsTagsAndTheChosenMode) {
     const auto tone = [this](const char* name, const QStringList& tags) {
         QStringList extra{QStringLiteral("-c:a"), QStringLiteral("flac")};
@@ -431,9 +431,14 @@ TEST_F(PlayerTest, ReplayGainScalesEachFileByItsTagsAndTheChosenMode) {
     stops_ = 0;
     MonitorRecorder recorder(QStringLiteral("one"));
     player_->playItem(items_[0], false);
+    // Back to the track gain halfway through: heard from there on.
+    ASSERT_TRUE(spinUntil([this] { return player_->elapsed() >= 0.5; }, 5));
+    preferences_->replayGain.mode = ReplayGainMode::Track;
+    player_->applyReplayGain();
     ASSERT_TRUE(stopped(10));
     ASSERT_TRUE(spinUntil([&] { return recorder.silentFor(0.2); }, 5));
-    EXPECT_NEAR(secondPeak(recorder, 0) / plain, 0.25, 0.02);
+    EXPECT_NEAR(recorder.peak(kRate / 10, kRate * 4 / 10) / plain, 0.25, 0.02);
+    EXPECT_NEAR(recorder.peak(kRate * 3 / 4, kRate * 85 / 100) / plain, 0.5, 0.02);
 }
 
 }  // namespace
