@@ -153,14 +153,26 @@ void Library::lookUp(const QList<FoundFile>& files, const QStringList& composed,
                                      files.size() - 1);
     QList<qsizetype> positions;
     QStringList paths;
+    QList<qint64> ownPks;
+    QStringList ownPaths;
     for (qsizetype i = from; i <= until; ++i) {
-        if (known.records.tracks.contains(composed[i])) continue;
-        positions.append(i);
-        paths.append(files[i].path);
+        const auto stored = known.records.files.constFind(composed[i]);
+        if (stored == known.records.files.constEnd()) {
+            positions.append(i);
+            paths.append(files[i].path);
+        } else if (!pass.own.contains(stored->pk) && !isCurrent(files[i], composed[i], *stored, known)) {
+            ownPks.append(stored->pk);
+            ownPaths.append(composed[i]);
+        }
     }
-    const QList<TrackRef> found = paths.isEmpty() ? QList<TrackRef>() : trackStorage_->tracks(paths);
+    const QList<TrackRef> found = paths.isEmpty() && ownPaths.isEmpty() ? QList<TrackRef>()
+                                                                        : trackStorage_->tracks(paths + ownPaths);
     pass.looked.clear();
     for (qsizetype i = 0; i < positions.size(); ++i) pass.looked.insert(positions[i], found.value(i));
+    // The first of several files spelling one record keeps its copy.
+    for (qsizetype i = 0; i < ownPks.size(); ++i) {
+        if (!pass.own.contains(ownPks[i])) pass.own.insert(ownPks[i], found.value(paths.size() + i));
+    }
     pass.lookedUntil = until;
 }
 
@@ -171,7 +183,10 @@ void Library::indexFile(const FoundFile& file, const QString& composed, const Tr
     // The folder's own records were read in one go; others (new files, records of another
     // folder or of none) are looked up a run of files at a time, and new ones stored with the
     // batch.
-    TrackRef track = known.records.tracks.value(composed);
+    const auto stored = known.records.files.constFind(composed);
+    const bool stays = stored != known.records.files.constEnd();
+    if (stays && isCurrent(file, composed, *stored, known)) return;
+    TrackRef track = stays ? pass.own.value(stored->pk) : nullptr;
     const bool own = track != nullptr;
     if (!track) track = looked;
     const bool isNew = !track;
@@ -193,7 +208,7 @@ void Library::indexFile(const FoundFile& file, const QString& composed, const Tr
     }
     if (reassigned || result == RefreshResult::updated) batch.updated.append(track);
     if (own) {
-        indexOwnTrack(track, known.shared.contains(composed), known, pass);
+        indexOwnTrack(track, stored->indexed, known.shared.contains(composed), pass);
         return;
     }
     // A new record has no tokens yet; any other may have some (from the scan of the folder
@@ -206,7 +221,16 @@ void Library::indexFile(const FoundFile& file, const QString& composed, const Tr
     }
 }
 
-void Library::indexOwnTrack(const TrackRef& track, bool shared, const Known& known, Pass& pass) {
+bool Library::isCurrent(const FoundFile& file, const QString& composed, const StoredFile& stored, const Known& known) {
+    // What refreshMetadata and indexOwnTrack would find for the record, without building it.
+    // The digest was taken with the stored path, so a file spelled otherwise on disk gets its
+    // record.
+    return stored.status == TrackStatus::scanned && stored.metaVersion >= currentMetaVersion &&
+           file.values.size == stored.size && file.values.modified == stored.timestamp &&
+           stored.indexed == stored.textsDigest && file.path == composed && !known.shared.contains(composed);
+}
+
+void Library::indexOwnTrack(const TrackRef& track, const std::optional<quint64>& indexed, bool shared, Pass& pass) {
     ScanBatch& batch = pass.batch;
     // Every token of the folder's records is as if deleted before the first file and written
     // again for each of its files. A record of one file keeps its rows when the digest of
@@ -216,8 +240,7 @@ void Library::indexOwnTrack(const TrackRef& track, bool shared, const Known& kno
     // forgot its digest: neither is kept. Tokens depend on nothing but the texts.
     if (!shared) {
         const quint64 digest = indexTextsDigest(*track);
-        const auto stored = known.records.indexed.constFind(track->pk);
-        if (stored != known.records.indexed.constEnd() && stored.value() == digest) return;
+        if (indexed == digest) return;
         batch.cleared.append(track->pk);
         batch.index.add(track);
         batch.indexed.append({track, digest});

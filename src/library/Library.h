@@ -67,8 +67,8 @@ public:
     void removeListener(LibraryListener* listener);
 
 private:
-    // What the pass knows before its first file: the folder's records and the digests of their
-    // tokens, read by the cleanup, and the composed paths that more than one file of the walk
+    // What the pass knows before its first file: the folder's records as the scan compares them,
+    // read by the cleanup, and the composed paths that more than one file of the walk
     // spells (a name stored twice on disk, composed and decomposed).
     struct Known {
         FolderRecords records;
@@ -82,6 +82,10 @@ private:
         // The stored records of the files up to `lookedUntil` that are not the folder's own, by
         // position (nullptr when there is none).
         QHash<qsizetype, TrackRef> looked;
+        // The whole records of the folder's own files that needed one, by pk (nullptr when it
+        // could not be read), read with the look-ups and kept for the rest of the pass: files
+        // that spell one path share one record.
+        QHash<qint64, TrackRef> own;
         qsizetype lookedUntil = -1;
     };
 
@@ -96,12 +100,17 @@ private:
     void indexFile(const FoundFile& file, const QString& composed, const TrackRef& looked, qint64 folderPk,
                    const Known& known, Pass& pass);
     // Looks up, in one go, the records of the files from position `from` to the next flush
-    // that are not the folder's own.
+    // that are not the folder's own, and the whole records of the folder's own files among
+    // them that are not current (isCurrent).
     void lookUp(const QList<FoundFile>& files, const QStringList& composed, qsizetype from, const Known& known,
                 Pass& pass);
-    // The tokens of `track`, a record of the folder being scanned: kept when they are those of
-    // its texts, else replaced; `shared` when several files spell its path.
-    void indexOwnTrack(const TrackRef& track, bool shared, const Known& known, Pass& pass);
+    // Whether the folder's own record `stored` of `file` is current and its tokens are those of
+    // its texts, so that the file needs nothing at all.
+    static bool isCurrent(const FoundFile& file, const QString& composed, const StoredFile& stored, const Known& known);
+    // The tokens of `track`, a record of the folder being scanned whose tokens were made from
+    // texts with the digest `indexed` when that is known: kept when they are those of its texts,
+    // else replaced; `shared` when several files spell its path.
+    void indexOwnTrack(const TrackRef& track, const std::optional<quint64>& indexed, bool shared, Pass& pass);
     // Writes the batch and starts the next one.
     void flush(ScanBatch& batch);
 

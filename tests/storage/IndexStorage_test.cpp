@@ -68,7 +68,8 @@ TEST_F(IndexStorageTest, DigestOfIndexedTextsIsKeptOnlyByScanBatches) {
     unknown->pk = 999;
     const auto digests = [&] {
         const sonvale::FolderRecords records = db.removeMissingTracks(m, {a->path, b->path});
-        return QList<qint64>({qint64(records.indexed.value(a->pk)), qint64(records.indexed.value(b->pk))});
+        return QList<qint64>({qint64(records.files.value(a->path).indexed.value_or(0)),
+                              qint64(records.files.value(b->path).indexed.value_or(0))});
     };
     const auto scan = [&](const QList<TrackRef>& tracks) {
         sonvale::ScanBatch batch;

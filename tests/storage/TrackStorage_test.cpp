@@ -1,3 +1,4 @@
+#include "Index.h"
 #include "StorageTestSupport.h"
 
 #include <QDir>
@@ -126,6 +127,40 @@ TEST_F(TrackStorageTest, RemoveMissingTracksDeletesOnlyTheFolderTracksNotFound) 
     }
     EXPECT_EQ(column(db, u"SELECT track_id AS v FROM occurences ORDER BY 1"_s),
               QStringList({QString::number(ids[0]), QString::number(ids[3])}));
+}
+
+// The records that stay come back as the scan compares them with their files: what a whole
+// record holds of the file, and the digest of its texts as a whole record gives it, whatever
+// the texts (decomposed when written, empty, NULL, a leading byte-order mark, no ASCII at all).
+TEST_F(TrackStorageTest, RemoveMissingTracksHandsOnWhatTheScanComparesOfEachRecord) {
+    const qint64 m = addFolder(u"/m"_s);
+    QStringList paths;
+    for (const QString& path : {kComposed, u"/m/empty.flac"_s, u"/m/bom.flac"_s, u"/m/東京.flac"_s}) {
+        Track track = fullTrack(addTrack(path), m);
+        if (path.endsWith(u"empty.flac"_s)) track.title = QString(), track.artist = u""_s, track.album = QString();
+        if (path.endsWith(u"bom.flac"_s)) track.title = u"﻿Title"_s;
+        if (path.contains(u'東')) track.title = u"東京の夜"_s, track.metaVersion = 1;
+        db.updateTrack(track);
+        paths.append(path);
+    }
+    const TrackRef unknown = addTrack(u"/m/unknown.flac"_s);
+    ASSERT_TRUE(exec(db, u"UPDATE tracks SET status = 99, folder = %1 WHERE id = %2;"_s.arg(m).arg(unknown->pk)));
+
+    const sonvale::FolderRecords records =
+        db.removeMissingTracks(m, {kDecomposed, paths[1], paths[2], paths[3], unknown->path});
+
+    EXPECT_EQ(records.files.size(), 4);
+    for (const QString& path : paths) {
+        SCOPED_TRACE(path.toStdString());
+        const TrackRef whole = db.track(path);
+        ASSERT_TRUE(whole && records.files.contains(path));
+        const sonvale::StoredFile file = records.files.value(path);
+        EXPECT_EQ(QList<qint64>({file.pk, qint64(file.status), file.metaVersion, file.size, file.timestamp}),
+                  QList<qint64>({whole->pk, qint64(whole->status), whole->metaVersion, whole->size, whole->timestamp}));
+        EXPECT_EQ(file.textsDigest, sonvale::indexTextsDigest(*whole));
+        EXPECT_FALSE(file.indexed);
+    }
+    EXPECT_FALSE(records.files.contains(unknown->path));
 }
 
 TEST(TrackStorage, WithoutADatabaseEveryOperationIsEmpty) {
