@@ -1,11 +1,13 @@
 #include "DB.h"
 
+#include "Index.h"
 #include "StorageLog.h"
 #include "TrackRow.h"
-#include "Index.h"
 
 #include <QStringDecoder>
 #include <QVarLengthArray>
+
+#include <algorithm>
 
 namespace sonvale {
 
@@ -213,9 +215,15 @@ FolderRecords DB::removeMissingTracks(qint64 folderPk, const QSet<QString>& foun
     FolderRecords staying;
     if (!queue_) return staying;
     // The stored paths are composed; a walk may report them decomposed.
-    QSet<QString> present;
-    present.reserve(found.size());
-    for (const QString& path : found) present.insert(TrackRow::nfc(path));
+    // A scan hands them on composed already: its set is then used as it is.
+    const bool composed =
+        std::all_of(found.cbegin(), found.cend(), [](const QString& path) { return TrackRow::nfc(path) == path; });
+    QSet<QString> recomposed;
+    if (!composed) {
+        recomposed.reserve(found.size());
+        for (const QString& path : found) recomposed.insert(TrackRow::nfc(path));
+    }
+    const QSet<QString>& present = composed ? found : recomposed;
 
     // One transaction: a search sees the folder before or after, and the deletes share one
     // journal.
