@@ -98,17 +98,25 @@ void Library::collectAndClean(const FolderRef& folder, Folder stored, const QStr
     Known known;
     if (stored.pk) {
         folderStorage_->updateFolder(stored);
-        const QSet<QString> found(composed.cbegin(), composed.cend());
-        if (found.size() < composed.size()) {
-            QSet<QString> seen;
-            for (const QString& path : composed) {
-                if (seen.contains(path)) known.shared.insert(path);
-                seen.insert(path);
+        // Each path at the position of its first file.
+        QHash<QString, qsizetype> found;
+        found.reserve(composed.size());
+        for (qsizetype i = 0; i < composed.size(); ++i) {
+            if (found.contains(composed[i])) {
+                known.shared.insert(composed[i]);
+            } else {
+                found.insert(composed[i], i);
             }
         }
         // The records not handed on lose their tokens here; the others keep them until the
         // pass reaches their file, so a search meanwhile finds the folder as it was.
         known.records = trackStorage_->removeMissingTracks(*stored.pk, found);
+        if (!known.shared.isEmpty()) {
+            known.records.files.resize(composed.size());
+            for (qsizetype i = 0; i < composed.size(); ++i) {
+                if (known.shared.contains(composed[i])) known.records.files[i] = known.records.files[found.value(composed[i])];
+            }
+        }
     }
     queues_.index.addOperation([this, files, composed, folder, stored, known, pending](const Operation&) {
         indexFolderFiles(files, composed, folder, stored, known);
@@ -121,7 +129,7 @@ void Library::indexFolderFiles(const QList<FoundFile>& files, const QStringList&
     const qsizetype total = files.size();
     for (qsizetype i = 0; i < total; ++i) {
         if (i > pass.lookedUntil) lookUp(files, composed, i, known, pass);
-        indexFile(files[i], composed[i], pass.looked.value(i), stored.pk.value_or(0), known, pass);
+        indexFile(files[i], composed[i], recordOf(known, i), pass.looked.value(i), stored.pk.value_or(0), known, pass);
         // An unchanged file adds nothing, so a rescan of an unchanged folder writes no batch.
         if (i % kFlushEvery == 0 && !pass.batch.isEmpty()) flush(pass.batch);
         if (i % kProgressEvery == 0) {
@@ -156,8 +164,8 @@ void Library::lookUp(const QList<FoundFile>& files, const QStringList& composed,
     QList<qint64> ownPks;
     QStringList ownPaths;
     for (qsizetype i = from; i <= until; ++i) {
-        const auto stored = known.records.files.constFind(composed[i]);
-        if (stored == known.records.files.constEnd()) {
+        const StoredFile* stored = recordOf(known, i);
+        if (!stored) {
             positions.append(i);
             paths.append(files[i].path);
         } else if (!pass.own.contains(stored->pk) && !isCurrent(files[i], composed[i], *stored, known)) {
@@ -176,17 +184,20 @@ void Library::lookUp(const QList<FoundFile>& files, const QStringList& composed,
     pass.lookedUntil = until;
 }
 
-void Library::indexFile(const FoundFile& file, const QString& composed, const TrackRef& looked, qint64 folderPk,
-                        const Known& known, Pass& pass) {
+const StoredFile* Library::recordOf(const Known& known, qsizetype position) {
+    const QList<StoredFile>& files = known.records.files;
+    return position < files.size() && files[position].pk != 0 ? &files[position] : nullptr;
+}
+
+void Library::indexFile(const FoundFile& file, const QString& composed, const StoredFile* stored,
+                        const TrackRef& looked, qint64 folderPk, const Known& known, Pass& pass) {
     ScanBatch& batch = pass.batch;
     const QString& path = file.path;
     // The folder's own records were read in one go; others (new files, records of another
     // folder or of none) are looked up a run of files at a time, and new ones stored with the
     // batch.
-    const auto stored = known.records.files.constFind(composed);
-    const bool stays = stored != known.records.files.constEnd();
-    if (stays && isCurrent(file, composed, *stored, known)) return;
-    TrackRef track = stays ? pass.own.value(stored->pk) : nullptr;
+    if (stored && isCurrent(file, composed, *stored, known)) return;
+    TrackRef track = stored ? pass.own.value(stored->pk) : nullptr;
     const bool own = track != nullptr;
     if (!track) track = looked;
     const bool isNew = !track;

@@ -97,8 +97,11 @@ private:
     void indexFolderFiles(const QList<FoundFile>& files, const QStringList& composed, const FolderRef& folder,
                           Folder stored, const Known& known);
     // One file of the pass, its writes added to the pass's batch.
-    void indexFile(const FoundFile& file, const QString& composed, const TrackRef& looked, qint64 folderPk,
-                   const Known& known, Pass& pass);
+    // `stored` is the folder's own record of the file, if any.
+    void indexFile(const FoundFile& file, const QString& composed, const StoredFile* stored, const TrackRef& looked,
+                   qint64 folderPk, const Known& known, Pass& pass);
+    // The folder's own record of the file at `position` of the walk; nullptr when there is none.
+    static const StoredFile* recordOf(const Known& known, qsizetype position);
     // Looks up, in one go, the records of the files from position `from` to the next flush
     // that are not the folder's own, and the whole records of the folder's own files among
     // them that are not current (isCurrent).

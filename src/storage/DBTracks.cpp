@@ -56,8 +56,8 @@ private:
 
 }  // namespace
 
-bool DB::readFolderFiles(SQLiteDatabase& db, qint64 folderPk, const QSet<QString>& present, FolderRecords& staying,
-                         QList<qint64>& missing, QList<qint64>& withoutTokens) {
+bool DB::readFolderFiles(SQLiteDatabase& db, qint64 folderPk, const QHash<QString, qsizetype>& present,
+                         FolderRecords& staying, QList<qint64>& missing, QList<qint64>& withoutTokens) {
     // The columns by position, as the SELECT lists them.
     enum Column { id, path, size, timestamp, metaVersion, status, title, artist, album, digest };
     auto rows = db.executeQuery(digests_ ? QStringLiteral("SELECT id, path, size, timestamp, metaVersion, status, title, "
@@ -67,7 +67,9 @@ bool DB::readFolderFiles(SQLiteDatabase& db, qint64 folderPk, const QSet<QString
                                                           "artist, album FROM tracks WHERE folder=?"),
                                 {SQLValue::integer(folderPk)});
     if (!rows) return false;
-    staying.files.reserve(present.size());
+    qsizetype count = 0;
+    for (const qsizetype position : present) count = std::max(count, position + 1);
+    staying.files.resize(count);
     TextReader titles, artists, albums;
     while (rows->next()) {
         const qint64 pk = rows->int64ForIndex(id);
@@ -82,17 +84,16 @@ bool DB::readFolderFiles(SQLiteDatabase& db, qint64 folderPk, const QSet<QString
             withoutTokens.append(pk);
             continue;
         }
-        StoredFile file{pk,
-                        *known,
-                        rows->intForIndex(metaVersion),
-                        rows->intForIndex(size),
-                        rows->int64ForIndex(timestamp),
-                        indexTextsDigest(*found, titles.read(*rows, title), artists.read(*rows, artist),
-                                         albums.read(*rows, album)),
-                        std::nullopt};
+        StoredFile& file = staying.files[found.value()];
+        file = {pk,
+                *known,
+                rows->intForIndex(metaVersion),
+                rows->intForIndex(size),
+                rows->int64ForIndex(timestamp),
+                indexTextsDigest(found.key(), titles.read(*rows, title), artists.read(*rows, artist),
+                                 albums.read(*rows, album)),
+                std::nullopt};
         if (digests_ && !rows->isNullForIndex(digest)) file.indexed = quint64(rows->int64ForIndex(digest));
-        // Keyed by the caller's text: its copy is shared rather than held twice.
-        staying.files.insert(*found, file);
     }
     return true;
 }
@@ -211,19 +212,21 @@ void DB::rewriteChapters(SQLiteDatabase& db, const Track& track) {
     }
 }
 
-FolderRecords DB::removeMissingTracks(qint64 folderPk, const QSet<QString>& found) {
+FolderRecords DB::removeMissingTracks(qint64 folderPk, const QHash<QString, qsizetype>& found) {
     FolderRecords staying;
     if (!queue_) return staying;
     // The stored paths are composed; a walk may report them decomposed.
     // A scan hands them on composed already: its set is then used as it is.
-    const bool composed =
-        std::all_of(found.cbegin(), found.cend(), [](const QString& path) { return TrackRow::nfc(path) == path; });
-    QSet<QString> recomposed;
+    const bool composed = std::all_of(found.keyBegin(), found.keyEnd(),
+                                      [](const QString& path) { return TrackRow::nfc(path) == path; });
+    QHash<QString, qsizetype> recomposed;
     if (!composed) {
         recomposed.reserve(found.size());
-        for (const QString& path : found) recomposed.insert(TrackRow::nfc(path));
+        for (auto path = found.cbegin(); path != found.cend(); ++path) {
+            recomposed.insert(TrackRow::nfc(path.key()), path.value());
+        }
     }
-    const QSet<QString>& present = composed ? found : recomposed;
+    const QHash<QString, qsizetype>& present = composed ? found : recomposed;
 
     // One transaction: a search sees the folder before or after, and the deletes share one
     // journal.

@@ -3,7 +3,7 @@
 #include "Track.h"
 
 #include <QHash>
-#include <QSet>
+#include <QList>
 #include <QString>
 #include <QStringList>
 
@@ -27,9 +27,10 @@ struct StoredFile {
     std::optional<quint64> indexed;
 };
 
-// The records of a library folder as a scan finds them, by stored (composed) path.
+// The records of a library folder as a scan finds them: `files[i]` is the record of the path
+// the scan put at position i (pk 0 where none stays), one entry per position.
 struct FolderRecords {
-    QHash<QString, StoredFile> files;
+    QList<StoredFile> files;
 };
 
 // Finding, creating and updating track records. Paths are compared in Unicode normalization
@@ -60,10 +61,12 @@ public:
     virtual void updateTrack(const Track& track) = 0;
     // Deletes the records of folder `folderPk` whose path is not in `found` (with their
     // lyrics, chapters and search tokens), in one transaction, and returns the records that
-    // stay as the scan compares them (StoredFile): the folder's rows read once.
+    // stay as the scan compares them (StoredFile), each at its path's position in `found`
+    // (positions from 0; a path spelled decomposed finds the composed one): the folder's rows
+    // read once.
     // Every other record of the folder loses its tokens: a record still in the saved playlist
     // cannot be deleted and stays without them, and so does one whose stored status is unknown.
-    virtual FolderRecords removeMissingTracks(qint64 folderPk, const QSet<QString>& found) = 0;
+    virtual FolderRecords removeMissingTracks(qint64 folderPk, const QHash<QString, qsizetype>& found) = 0;
 };
 
 }  // namespace sonvale

@@ -113,7 +113,7 @@ TEST_F(TrackStorageTest, RemoveMissingTracksDeletesOnlyTheFolderTracksNotFound) 
     ASSERT_TRUE(db.savePlaylist({db.track(u"/m/queued.flac"_s)}));
 
     // The walk reports the first path decomposed; the others under /m are gone.
-    db.removeMissingTracks(m, {kDecomposed});
+    db.removeMissingTracks(m, {{kDecomposed, 0}});
 
     // The queued track cannot go while the saved playlist refers to it; it stays without tokens.
     EXPECT_EQ(column(db, u"SELECT path AS v FROM tracks ORDER BY id"_s),
@@ -146,21 +146,22 @@ TEST_F(TrackStorageTest, RemoveMissingTracksHandsOnWhatTheScanComparesOfEachReco
     const TrackRef unknown = addTrack(u"/m/unknown.flac"_s);
     ASSERT_TRUE(exec(db, u"UPDATE tracks SET status = 99, folder = %1 WHERE id = %2;"_s.arg(m).arg(unknown->pk)));
 
-    const sonvale::FolderRecords records =
-        db.removeMissingTracks(m, {kDecomposed, paths[1], paths[2], paths[3], unknown->path});
+    // At the positions the scan gives them, the first spelled decomposed.
+    const sonvale::FolderRecords records = db.removeMissingTracks(
+        m, {{kDecomposed, 3}, {paths[1], 2}, {paths[2], 1}, {paths[3], 0}, {unknown->path, 4}});
 
-    EXPECT_EQ(records.files.size(), 4);
-    for (const QString& path : paths) {
-        SCOPED_TRACE(path.toStdString());
-        const TrackRef whole = db.track(path);
-        ASSERT_TRUE(whole && records.files.contains(path));
-        const sonvale::StoredFile file = records.files.value(path);
+    ASSERT_EQ(records.files.size(), 5);
+    for (qsizetype i = 0; i < paths.size(); ++i) {
+        SCOPED_TRACE(paths[i].toStdString());
+        const TrackRef whole = db.track(paths[i]);
+        ASSERT_TRUE(whole);
+        const sonvale::StoredFile file = records.files[3 - i];
         EXPECT_EQ(QList<qint64>({file.pk, qint64(file.status), file.metaVersion, file.size, file.timestamp}),
                   QList<qint64>({whole->pk, qint64(whole->status), whole->metaVersion, whole->size, whole->timestamp}));
         EXPECT_EQ(file.textsDigest, sonvale::indexTextsDigest(*whole));
         EXPECT_FALSE(file.indexed);
     }
-    EXPECT_FALSE(records.files.contains(unknown->path));
+    EXPECT_EQ(records.files[4].pk, 0);
 }
 
 TEST(TrackStorage, WithoutADatabaseEveryOperationIsEmpty) {
