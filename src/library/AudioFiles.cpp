@@ -48,8 +48,8 @@ public:
             if (S_ISDIR(status.st_mode)) {
                 enter(::dirfd(dir), name, prefix);
             } else if (S_ISREG(status.st_mode) && taken(name)) {
-                found_.append({joined(prefix, name),
-                               ResourceValues{qint64(status.st_size), wholeSeconds(status.st_mtim.tv_sec, status.st_mtim.tv_nsec)}});
+                found_.append({joined(prefix, name), qint64(status.st_size),
+                               wholeSeconds(status.st_mtim.tv_sec, status.st_mtim.tv_nsec)});
             }
         }
         ::closedir(dir);

@@ -210,7 +210,7 @@ void Library::indexFile(const FoundFile& file, const QString& composed, const St
 
     // The walk has just read the file's size and modification time (it leaves out a file whose
     // status cannot be read), so the file is never unreachable here.
-    const RefreshResult result = refreshMetadata(*track, file.values);
+    const RefreshResult result = refreshMetadata(*track, file.values());
     const bool reassigned = track->folder == 0;
     if (reassigned) {
         // Flushed with the batch: one write for many lines.
@@ -237,7 +237,7 @@ bool Library::isCurrent(const FoundFile& file, const QString& composed, const St
     // The digest was taken with the stored path, so a file spelled otherwise on disk gets its
     // record.
     return stored.status == TrackStatus::scanned && stored.metaVersion >= currentMetaVersion &&
-           file.values.size == stored.size && file.values.modified == stored.timestamp &&
+           file.size == stored.size && file.modified == stored.timestamp &&
            stored.indexed == stored.textsDigest && file.path == composed && !known.shared.contains(composed);
 }
 
