@@ -114,7 +114,8 @@ void Library::collectAndClean(const FolderRef& folder, Folder stored, const QStr
         if (!known.shared.isEmpty()) {
             known.records.files.resize(composed.size());
             for (qsizetype i = 0; i < composed.size(); ++i) {
-                if (known.shared.contains(composed[i])) known.records.files[i] = known.records.files[found.value(composed[i])];
+                if (!known.shared.contains(composed[i])) continue;
+                known.records.files[i] = known.records.files[found.value(composed[i])];
             }
         }
     }

@@ -216,7 +216,7 @@ FolderRecords DB::removeMissingTracks(qint64 folderPk, const QHash<QString, qsiz
     FolderRecords staying;
     if (!queue_) return staying;
     // The stored paths are composed; a walk may report them decomposed.
-    // A scan hands them on composed already: its set is then used as it is.
+    // A scan hands them on composed already: its map is then used as it is.
     const bool composed = std::all_of(found.keyBegin(), found.keyEnd(),
                                       [](const QString& path) { return TrackRow::nfc(path) == path; });
     QHash<QString, qsizetype> recomposed;
