@@ -92,30 +92,33 @@ void Library::collectAndClean(const FolderRef& folder, Folder stored, const QStr
     });
     // Records are compared in normalization form C on both sides: the names on disk may be
     // decomposed. Composed once here for the cleanup and the pass.
-    QStringList composed;
-    composed.reserve(files.size());
-    for (const FoundFile& file : files) composed.append(file.path.normalized(QString::NormalizationForm_C));
+    Composed composed;
+    for (qsizetype i = 0; i < files.size(); ++i) {
+        QString path = files[i].path.normalized(QString::NormalizationForm_C);
+        if (path != files[i].path) composed.respelled.insert(i, std::move(path));
+    }
     Known known;
     if (stored.pk) {
         folderStorage_->updateFolder(stored);
         // Each path at the position of its first file.
         QHash<QString, qsizetype> found;
-        found.reserve(composed.size());
-        for (qsizetype i = 0; i < composed.size(); ++i) {
-            if (found.contains(composed[i])) {
-                known.shared.insert(composed[i]);
+        found.reserve(files.size());
+        for (qsizetype i = 0; i < files.size(); ++i) {
+            const QString& path = composed.at(files, i);
+            if (found.contains(path)) {
+                known.shared.insert(path);
             } else {
-                found.insert(composed[i], i);
+                found.insert(path, i);
             }
         }
         // The records not handed on lose their tokens here; the others keep them until the
         // pass reaches their file, so a search meanwhile finds the folder as it was.
         known.records = trackStorage_->removeMissingTracks(*stored.pk, found);
         if (!known.shared.isEmpty()) {
-            known.records.files.resize(composed.size());
-            for (qsizetype i = 0; i < composed.size(); ++i) {
-                if (!known.shared.contains(composed[i])) continue;
-                known.records.files[i] = known.records.files[found.value(composed[i])];
+            known.records.files.resize(files.size());
+            for (qsizetype i = 0; i < files.size(); ++i) {
+                if (!known.shared.contains(composed.at(files, i))) continue;
+                known.records.files[i] = known.records.files[found.value(composed.at(files, i))];
             }
         }
     }
@@ -124,13 +127,14 @@ void Library::collectAndClean(const FolderRef& folder, Folder stored, const QStr
     });
 }
 
-void Library::indexFolderFiles(const QList<FoundFile>& files, const QStringList& composed, const FolderRef& folder,
+void Library::indexFolderFiles(const QList<FoundFile>& files, const Composed& composed, const FolderRef& folder,
                                Folder stored, const Known& known) {
     Pass pass;
     const qsizetype total = files.size();
     for (qsizetype i = 0; i < total; ++i) {
         if (i > pass.lookedUntil) lookUp(files, composed, i, known, pass);
-        indexFile(files[i], composed[i], recordOf(known, i), pass.looked.value(i), stored.pk.value_or(0), known, pass);
+        indexFile(files[i], composed.at(files, i), recordOf(known, i), pass.looked.value(i), stored.pk.value_or(0),
+                  known, pass);
         // An unchanged file adds nothing, so a rescan of an unchanged folder writes no batch.
         if (i % kFlushEvery == 0 && !pass.batch.isEmpty()) flush(pass.batch);
         if (i % kProgressEvery == 0) {
@@ -155,7 +159,7 @@ void Library::indexFolderFiles(const QList<FoundFile>& files, const QStringList&
     });
 }
 
-void Library::lookUp(const QList<FoundFile>& files, const QStringList& composed, qsizetype from, const Known& known,
+void Library::lookUp(const QList<FoundFile>& files, const Composed& composed, qsizetype from, const Known& known,
                      Pass& pass) {
     // Up to the next flush, whose new records a later look-up must see.
     const qsizetype until = std::min(from % kFlushEvery == 0 ? from : (from / kFlushEvery + 1) * kFlushEvery,
@@ -169,9 +173,9 @@ void Library::lookUp(const QList<FoundFile>& files, const QStringList& composed,
         if (!stored) {
             positions.append(i);
             paths.append(files[i].path);
-        } else if (!pass.own.contains(stored->pk) && !isCurrent(files[i], composed[i], *stored, known)) {
+        } else if (!pass.own.contains(stored->pk) && !isCurrent(files[i], composed.at(files, i), *stored, known)) {
             ownPks.append(stored->pk);
-            ownPaths.append(composed[i]);
+            ownPaths.append(composed.at(files, i));
         }
     }
     const QList<TrackRef> found = paths.isEmpty() && ownPaths.isEmpty() ? QList<TrackRef>()

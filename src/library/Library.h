@@ -8,6 +8,7 @@
 #include "LibraryListener.h"
 #include "Queues.h"
 
+#include <QHash>
 #include <QList>
 #include <QObject>
 #include <QSet>
@@ -74,6 +75,15 @@ private:
         FolderRecords records;
         QSet<QString> shared;
     };
+    // The walk's paths in normalization form C, by position: a file's own path, or the composed
+    // spelling where the walk found it spelled otherwise (only those are held).
+    struct Composed {
+        QHash<qsizetype, QString> respelled;
+        const QString& at(const QList<FoundFile>& files, qsizetype position) const {
+            const auto found = respelled.constFind(position);
+            return found == respelled.constEnd() ? files[position].path : found.value();
+        }
+    };
     // The pass's own state.
     struct Pass {
         ScanBatch batch;
@@ -93,8 +103,8 @@ private:
     void collectAndClean(const FolderRef& folder, Folder stored, const QStringList& extensions,
                          const std::shared_ptr<void>& pending);
     // Index queue: every file's record and tokens, then the folder's completion. `composed`
-    // holds the files' paths in normalization form C, in the same order.
-    void indexFolderFiles(const QList<FoundFile>& files, const QStringList& composed, const FolderRef& folder,
+    // gives the files' paths in normalization form C.
+    void indexFolderFiles(const QList<FoundFile>& files, const Composed& composed, const FolderRef& folder,
                           Folder stored, const Known& known);
     // One file of the pass, its writes added to the pass's batch.
     // `stored` is the folder's own record of the file, if any.
@@ -105,7 +115,7 @@ private:
     // Looks up, in one go, the records of the files from position `from` to the next flush
     // that are not the folder's own, and the whole records of the folder's own files among
     // them that are not current (isCurrent).
-    void lookUp(const QList<FoundFile>& files, const QStringList& composed, qsizetype from, const Known& known,
+    void lookUp(const QList<FoundFile>& files, const Composed& composed, qsizetype from, const Known& known,
                 Pass& pass);
     // Whether the folder's own record `stored` of `file` is current and its tokens are those of
     // its texts, so that the file needs nothing at all.
