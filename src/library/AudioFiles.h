@@ -13,10 +13,14 @@ namespace sonvale {
 // through the same per-file steps as audio files.
 const QStringList& supportedExtensions();
 
-// A file found by the walk, with its size and modification time as the walk read them.
+// A file found by the walk, with its size and modification time as the walk read them (both
+// always read: held without the optionals of ResourceValues, a scan holds many).
 struct FoundFile {
     QString path;  // absolute and clean
-    ResourceValues values;
+    qint64 size = 0;
+    qint64 modified = 0;  // whole seconds since 1970
+
+    ResourceValues values() const { return {size, modified}; }
 };
 
 // The regular files under `root` whose extension (the text after the last ".") is one of

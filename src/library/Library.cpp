@@ -92,36 +92,49 @@ void Library::collectAndClean(const FolderRef& folder, Folder stored, const QStr
     });
     // Records are compared in normalization form C on both sides: the names on disk may be
     // decomposed. Composed once here for the cleanup and the pass.
-    QStringList composed;
-    composed.reserve(files.size());
-    for (const FoundFile& file : files) composed.append(file.path.normalized(QString::NormalizationForm_C));
+    Composed composed;
+    for (qsizetype i = 0; i < files.size(); ++i) {
+        QString path = files[i].path.normalized(QString::NormalizationForm_C);
+        if (path != files[i].path) composed.respelled.insert(i, std::move(path));
+    }
     Known known;
     if (stored.pk) {
         folderStorage_->updateFolder(stored);
-        const QSet<QString> found(composed.cbegin(), composed.cend());
-        if (found.size() < composed.size()) {
-            QSet<QString> seen;
-            for (const QString& path : composed) {
-                if (seen.contains(path)) known.shared.insert(path);
-                seen.insert(path);
+        // Each path at the position of its first file.
+        QHash<QString, qsizetype> found;
+        found.reserve(files.size());
+        for (qsizetype i = 0; i < files.size(); ++i) {
+            const QString& path = composed.at(files, i);
+            if (found.contains(path)) {
+                known.shared.insert(path);
+            } else {
+                found.insert(path, i);
             }
         }
         // The records not handed on lose their tokens here; the others keep them until the
         // pass reaches their file, so a search meanwhile finds the folder as it was.
         known.records = trackStorage_->removeMissingTracks(*stored.pk, found);
+        if (!known.shared.isEmpty()) {
+            known.records.files.resize(files.size());
+            for (qsizetype i = 0; i < files.size(); ++i) {
+                if (!known.shared.contains(composed.at(files, i))) continue;
+                known.records.files[i] = known.records.files[found.value(composed.at(files, i))];
+            }
+        }
     }
     queues_.index.addOperation([this, files, composed, folder, stored, known, pending](const Operation&) {
         indexFolderFiles(files, composed, folder, stored, known);
     });
 }
 
-void Library::indexFolderFiles(const QList<FoundFile>& files, const QStringList& composed, const FolderRef& folder,
+void Library::indexFolderFiles(const QList<FoundFile>& files, const Composed& composed, const FolderRef& folder,
                                Folder stored, const Known& known) {
     Pass pass;
     const qsizetype total = files.size();
     for (qsizetype i = 0; i < total; ++i) {
         if (i > pass.lookedUntil) lookUp(files, composed, i, known, pass);
-        indexFile(files[i], composed[i], pass.looked.value(i), stored.pk.value_or(0), known, pass);
+        indexFile(files[i], composed.at(files, i), recordOf(known, i), pass.looked.value(i), stored.pk.value_or(0),
+                  known, pass);
         // An unchanged file adds nothing, so a rescan of an unchanged folder writes no batch.
         if (i % kFlushEvery == 0 && !pass.batch.isEmpty()) flush(pass.batch);
         if (i % kProgressEvery == 0) {
@@ -146,32 +159,50 @@ void Library::indexFolderFiles(const QList<FoundFile>& files, const QStringList&
     });
 }
 
-void Library::lookUp(const QList<FoundFile>& files, const QStringList& composed, qsizetype from, const Known& known,
+void Library::lookUp(const QList<FoundFile>& files, const Composed& composed, qsizetype from, const Known& known,
                      Pass& pass) {
     // Up to the next flush, whose new records a later look-up must see.
     const qsizetype until = std::min(from % kFlushEvery == 0 ? from : (from / kFlushEvery + 1) * kFlushEvery,
                                      files.size() - 1);
     QList<qsizetype> positions;
     QStringList paths;
+    QList<qint64> ownPks;
+    QStringList ownPaths;
     for (qsizetype i = from; i <= until; ++i) {
-        if (known.records.tracks.contains(composed[i])) continue;
-        positions.append(i);
-        paths.append(files[i].path);
+        const StoredFile* stored = recordOf(known, i);
+        if (!stored) {
+            positions.append(i);
+            paths.append(files[i].path);
+        } else if (!pass.own.contains(stored->pk) && !isCurrent(files[i], composed.at(files, i), *stored, known)) {
+            ownPks.append(stored->pk);
+            ownPaths.append(composed.at(files, i));
+        }
     }
-    const QList<TrackRef> found = paths.isEmpty() ? QList<TrackRef>() : trackStorage_->tracks(paths);
+    const QList<TrackRef> found = paths.isEmpty() && ownPaths.isEmpty() ? QList<TrackRef>()
+                                                                        : trackStorage_->tracks(paths + ownPaths);
     pass.looked.clear();
     for (qsizetype i = 0; i < positions.size(); ++i) pass.looked.insert(positions[i], found.value(i));
+    // The first of several files spelling one record keeps its copy.
+    for (qsizetype i = 0; i < ownPks.size(); ++i) {
+        if (!pass.own.contains(ownPks[i])) pass.own.insert(ownPks[i], found.value(paths.size() + i));
+    }
     pass.lookedUntil = until;
 }
 
-void Library::indexFile(const FoundFile& file, const QString& composed, const TrackRef& looked, qint64 folderPk,
-                        const Known& known, Pass& pass) {
+const StoredFile* Library::recordOf(const Known& known, qsizetype position) {
+    const QList<StoredFile>& files = known.records.files;
+    return position < files.size() && files[position].pk != 0 ? &files[position] : nullptr;
+}
+
+void Library::indexFile(const FoundFile& file, const QString& composed, const StoredFile* stored,
+                        const TrackRef& looked, qint64 folderPk, const Known& known, Pass& pass) {
     ScanBatch& batch = pass.batch;
     const QString& path = file.path;
     // The folder's own records were read in one go; others (new files, records of another
     // folder or of none) are looked up a run of files at a time, and new ones stored with the
     // batch.
-    TrackRef track = known.records.tracks.value(composed);
+    if (stored && isCurrent(file, composed, *stored, known)) return;
+    TrackRef track = stored ? pass.own.value(stored->pk) : nullptr;
     const bool own = track != nullptr;
     if (!track) track = looked;
     const bool isNew = !track;
@@ -184,7 +215,7 @@ void Library::indexFile(const FoundFile& file, const QString& composed, const Tr
 
     // The walk has just read the file's size and modification time (it leaves out a file whose
     // status cannot be read), so the file is never unreachable here.
-    const RefreshResult result = refreshMetadata(*track, file.values);
+    const RefreshResult result = refreshMetadata(*track, file.values());
     const bool reassigned = track->folder == 0;
     if (reassigned) {
         // Flushed with the batch: one write for many lines.
@@ -193,7 +224,7 @@ void Library::indexFile(const FoundFile& file, const QString& composed, const Tr
     }
     if (reassigned || result == RefreshResult::updated) batch.updated.append(track);
     if (own) {
-        indexOwnTrack(track, known.shared.contains(composed), known, pass);
+        indexOwnTrack(track, stored->indexed, known.shared.contains(composed), pass);
         return;
     }
     // A new record has no tokens yet; any other may have some (from the scan of the folder
@@ -206,7 +237,16 @@ void Library::indexFile(const FoundFile& file, const QString& composed, const Tr
     }
 }
 
-void Library::indexOwnTrack(const TrackRef& track, bool shared, const Known& known, Pass& pass) {
+bool Library::isCurrent(const FoundFile& file, const QString& composed, const StoredFile& stored, const Known& known) {
+    // What refreshMetadata and indexOwnTrack would find for the record, without building it.
+    // The digest was taken with the stored path, so a file spelled otherwise on disk gets its
+    // record.
+    return stored.status == TrackStatus::scanned && stored.metaVersion >= currentMetaVersion &&
+           file.size == stored.size && file.modified == stored.timestamp &&
+           stored.indexed == stored.textsDigest && file.path == composed && !known.shared.contains(composed);
+}
+
+void Library::indexOwnTrack(const TrackRef& track, const std::optional<quint64>& indexed, bool shared, Pass& pass) {
     ScanBatch& batch = pass.batch;
     // Every token of the folder's records is as if deleted before the first file and written
     // again for each of its files. A record of one file keeps its rows when the digest of
@@ -216,8 +256,7 @@ void Library::indexOwnTrack(const TrackRef& track, bool shared, const Known& kno
     // forgot its digest: neither is kept. Tokens depend on nothing but the texts.
     if (!shared) {
         const quint64 digest = indexTextsDigest(*track);
-        const auto stored = known.records.indexed.constFind(track->pk);
-        if (stored != known.records.indexed.constEnd() && stored.value() == digest) return;
+        if (indexed == digest) return;
         batch.cleared.append(track->pk);
         batch.index.add(track);
         batch.indexed.append({track, digest});

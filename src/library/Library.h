@@ -8,6 +8,7 @@
 #include "LibraryListener.h"
 #include "Queues.h"
 
+#include <QHash>
 #include <QList>
 #include <QObject>
 #include <QSet>
@@ -67,12 +68,21 @@ public:
     void removeListener(LibraryListener* listener);
 
 private:
-    // What the pass knows before its first file: the folder's records and the digests of their
-    // tokens, read by the cleanup, and the composed paths that more than one file of the walk
+    // What the pass knows before its first file: the folder's records as the scan compares them,
+    // read by the cleanup, and the composed paths that more than one file of the walk
     // spells (a name stored twice on disk, composed and decomposed).
     struct Known {
         FolderRecords records;
         QSet<QString> shared;
+    };
+    // The walk's paths in normalization form C, by position: a file's own path, or the composed
+    // spelling where the walk found it spelled otherwise (only those are held).
+    struct Composed {
+        QHash<qsizetype, QString> respelled;
+        const QString& at(const QList<FoundFile>& files, qsizetype position) const {
+            const auto found = respelled.constFind(position);
+            return found == respelled.constEnd() ? files[position].path : found.value();
+        }
     };
     // The pass's own state.
     struct Pass {
@@ -82,6 +92,10 @@ private:
         // The stored records of the files up to `lookedUntil` that are not the folder's own, by
         // position (nullptr when there is none).
         QHash<qsizetype, TrackRef> looked;
+        // The whole records of the folder's own files that needed one, by pk (nullptr when it
+        // could not be read), read with the look-ups and kept for the rest of the pass: files
+        // that spell one path share one record.
+        QHash<qint64, TrackRef> own;
         qsizetype lookedUntil = -1;
     };
 
@@ -89,19 +103,27 @@ private:
     void collectAndClean(const FolderRef& folder, Folder stored, const QStringList& extensions,
                          const std::shared_ptr<void>& pending);
     // Index queue: every file's record and tokens, then the folder's completion. `composed`
-    // holds the files' paths in normalization form C, in the same order.
-    void indexFolderFiles(const QList<FoundFile>& files, const QStringList& composed, const FolderRef& folder,
+    // gives the files' paths in normalization form C.
+    void indexFolderFiles(const QList<FoundFile>& files, const Composed& composed, const FolderRef& folder,
                           Folder stored, const Known& known);
     // One file of the pass, its writes added to the pass's batch.
-    void indexFile(const FoundFile& file, const QString& composed, const TrackRef& looked, qint64 folderPk,
-                   const Known& known, Pass& pass);
+    // `stored` is the folder's own record of the file, if any.
+    void indexFile(const FoundFile& file, const QString& composed, const StoredFile* stored, const TrackRef& looked,
+                   qint64 folderPk, const Known& known, Pass& pass);
+    // The folder's own record of the file at `position` of the walk; nullptr when there is none.
+    static const StoredFile* recordOf(const Known& known, qsizetype position);
     // Looks up, in one go, the records of the files from position `from` to the next flush
-    // that are not the folder's own.
-    void lookUp(const QList<FoundFile>& files, const QStringList& composed, qsizetype from, const Known& known,
+    // that are not the folder's own, and the whole records of the folder's own files among
+    // them that are not current (isCurrent).
+    void lookUp(const QList<FoundFile>& files, const Composed& composed, qsizetype from, const Known& known,
                 Pass& pass);
-    // The tokens of `track`, a record of the folder being scanned: kept when they are those of
-    // its texts, else replaced; `shared` when several files spell its path.
-    void indexOwnTrack(const TrackRef& track, bool shared, const Known& known, Pass& pass);
+    // Whether the folder's own record `stored` of `file` is current and its tokens are those of
+    // its texts, so that the file needs nothing at all.
+    static bool isCurrent(const FoundFile& file, const QString& composed, const StoredFile& stored, const Known& known);
+    // The tokens of `track`, a record of the folder being scanned whose tokens were made from
+    // texts with the digest `indexed` when that is known: kept when they are those of its texts,
+    // else replaced; `shared` when several files spell its path.
+    void indexOwnTrack(const TrackRef& track, const std::optional<quint64>& indexed, bool shared, Pass& pass);
     // Writes the batch and starts the next one.
     void flush(ScanBatch& batch);
 

@@ -69,7 +69,7 @@ public:
     TrackRef insertTrack(const QString& path) override;
     QList<TrackRef> findOrInsertTracks(const QStringList& paths) override;
     void updateTrack(const Track& track) override;
-    FolderRecords removeMissingTracks(qint64 folderPk, const QSet<QString>& found) override;
+    FolderRecords removeMissingTracks(qint64 folderPk, const QHash<QString, qsizetype>& found) override;
 
     QList<Folder> loadFolders() override;
     bool addFolder(Folder& folder) override;
@@ -123,6 +123,12 @@ private:
     // False, logged, when the row could not be inserted.
     bool insertTrackRow(SQLiteDatabase& db, const QString& path);
     void writeTrack(SQLiteDatabase& db, const Track& track);
+    // removeMissingTracks' read of the folder's rows, inside its transaction: the records of
+    // paths in `present` (composed) into `staying` at their positions, the pks of the others
+    // into `missing`, and those of records that cannot be handed on (no path, unknown status)
+    // into `withoutTokens`. False when the query could not run.
+    bool readFolderFiles(SQLiteDatabase& db, qint64 folderPk, const QHash<QString, qsizetype>& present,
+                         FolderRecords& staying, QList<qint64>& missing, QList<qint64>& withoutTokens);
     // The pks of the tracks of which some row could not be written.
     QSet<qint64> writeIndex(SQLiteDatabase& db, const Index& index);
     struct Occurrence {

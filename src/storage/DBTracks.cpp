@@ -1,7 +1,13 @@
 #include "DB.h"
 
+#include "Index.h"
 #include "StorageLog.h"
 #include "TrackRow.h"
+
+#include <QStringDecoder>
+#include <QVarLengthArray>
+
+#include <algorithm>
 
 namespace sonvale {
 
@@ -30,7 +36,67 @@ TrackRef newTrack(const QString& path, std::optional<qint64> id) {
     return track;
 }
 
+// The texts of a row are read as UTF-16 into buffers kept from row to row, as QString::fromUtf8
+// would make them (up to the first NUL, a leading byte-order mark dropped, bad bytes replaced),
+// without a string of their own each.
+class TextReader {
+public:
+    QStringView read(const SQLiteCursor& cursor, int column) {
+        std::string_view utf8 = cursor.utf8ForIndex(column);
+        utf8 = utf8.substr(0, utf8.find('\0'));
+        units_.resize(qsizetype(utf8.size()));
+        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+        QChar* end = decoder.appendToBuffer(units_.data(), QByteArrayView(utf8.data(), qsizetype(utf8.size())));
+        return QStringView(units_.data(), end - units_.data());
+    }
+
+private:
+    QVarLengthArray<QChar, 256> units_;
+};
+
 }  // namespace
+
+bool DB::readFolderFiles(SQLiteDatabase& db, qint64 folderPk, const QHash<QString, qsizetype>& present,
+                         FolderRecords& staying, QList<qint64>& missing, QList<qint64>& withoutTokens) {
+    // The columns by position, as the SELECT lists them.
+    enum Column { id, path, size, timestamp, metaVersion, status, title, artist, album, digest };
+    auto rows = db.executeQuery(digests_ ? QStringLiteral("SELECT id, path, size, timestamp, metaVersion, status, title, "
+                                                          "artist, album, digest FROM tracks LEFT JOIN indexed_texts "
+                                                          "ON track_id = id WHERE folder=?")
+                                         : QStringLiteral("SELECT id, path, size, timestamp, metaVersion, status, title, "
+                                                          "artist, album FROM tracks WHERE folder=?"),
+                                {SQLValue::integer(folderPk)});
+    if (!rows) return false;
+    qsizetype count = 0;
+    for (const qsizetype position : present) count = std::max(count, position + 1);
+    staying.files.resize(count);
+    TextReader titles, artists, albums;
+    while (rows->next()) {
+        const qint64 pk = rows->int64ForIndex(id);
+        const std::optional<QString> stored = rows->stringForIndex(path);
+        const auto found = stored ? present.constFind(*stored) : present.constEnd();
+        if (stored && found == present.constEnd()) {
+            missing.append(pk);
+            continue;
+        }
+        const std::optional<TrackStatus> known = trackStatusFromRaw(rows->int64ForIndex(status));
+        if (!stored || !known) {
+            withoutTokens.append(pk);
+            continue;
+        }
+        StoredFile& file = staying.files[found.value()];
+        file = {pk,
+                *known,
+                rows->intForIndex(metaVersion),
+                rows->intForIndex(size),
+                rows->int64ForIndex(timestamp),
+                indexTextsDigest(found.key(), titles.read(*rows, title), artists.read(*rows, artist),
+                                 albums.read(*rows, album)),
+                std::nullopt};
+        if (digests_ && !rows->isNullForIndex(digest)) file.indexed = quint64(rows->int64ForIndex(digest));
+    }
+    return true;
+}
 
 TrackRef DB::track(const QString& path) {
     if (!queue_) return nullptr;
@@ -146,13 +212,21 @@ void DB::rewriteChapters(SQLiteDatabase& db, const Track& track) {
     }
 }
 
-FolderRecords DB::removeMissingTracks(qint64 folderPk, const QSet<QString>& found) {
+FolderRecords DB::removeMissingTracks(qint64 folderPk, const QHash<QString, qsizetype>& found) {
     FolderRecords staying;
     if (!queue_) return staying;
     // The stored paths are composed; a walk may report them decomposed.
-    QSet<QString> present;
-    present.reserve(found.size());
-    for (const QString& path : found) present.insert(TrackRow::nfc(path));
+    // A scan hands them on composed already: its map is then used as it is.
+    const bool composed = std::all_of(found.keyBegin(), found.keyEnd(),
+                                      [](const QString& path) { return TrackRow::nfc(path) == path; });
+    QHash<QString, qsizetype> recomposed;
+    if (!composed) {
+        recomposed.reserve(found.size());
+        for (auto path = found.cbegin(); path != found.cend(); ++path) {
+            recomposed.insert(TrackRow::nfc(path.key()), path.value());
+        }
+    }
+    const QHash<QString, qsizetype>& present = composed ? found : recomposed;
 
     // One transaction: a search sees the folder before or after, and the deletes share one
     // journal.
@@ -160,35 +234,7 @@ FolderRecords DB::removeMissingTracks(qint64 folderPk, const QSet<QString>& foun
         // Collected first, so that no row is deleted under the running SELECT.
         QList<qint64> missing;
         QList<qint64> withoutTokens;
-        auto rows = db.executeQuery(digests_ ? QStringLiteral("SELECT id, folder, path, size, timestamp, track, title, "
-                                                              "artist, album, duration, bitRate, sampleRate, channels, "
-                                                              "metaVersion, status, digest FROM tracks LEFT JOIN "
-                                                              "indexed_texts ON track_id = id WHERE folder=?")
-                                             : QStringLiteral("SELECT id, folder, path, size, timestamp, track, title, "
-                                                              "artist, album, duration, bitRate, sampleRate, channels, "
-                                                              "metaVersion, status FROM tracks WHERE folder=?"),
-                                    {SQLValue::integer(folderPk)});
-        if (!rows) return;
-        // Found once: a folder has many rows.
-        const TrackRow::Columns columns = TrackRow::columnsOf(*rows);
-        const int digestColumn = digests_ ? rows->columnIndex(QStringLiteral("digest")) : -1;
-        while (rows->next()) {
-            const std::optional<QString> path = rows->stringForIndex(columns.path);
-            const qint64 id = rows->int64ForIndex(columns.id);
-            const auto foundPath = path ? present.constFind(*path) : present.constEnd();
-            if (path && foundPath == present.constEnd()) {
-                missing.append(id);
-            } else if (TrackRef track = path ? TrackRow::fromRow(*rows, columns) : nullptr) {
-                if (digestColumn >= 0 && !rows->isNullForIndex(digestColumn)) {
-                    staying.indexed.insert(id, quint64(rows->int64ForIndex(digestColumn)));
-                }
-                // The same text as the caller's: its copy is shared rather than held twice.
-                track->path = *foundPath;
-                staying.tracks.insert(*foundPath, std::move(track));
-            } else {
-                withoutTokens.append(id);
-            }
-        }
+        if (!readFolderFiles(db, folderPk, present, staying, missing, withoutTokens)) return;
         // Children first: the foreign keys are enforced. The track's occurrences go by cascade.
         for (const qint64 id : missing) {
             int code = SQLiteCode::misuse;

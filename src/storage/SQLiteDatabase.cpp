@@ -48,7 +48,9 @@ std::optional<SQLiteDatabase> SQLiteDatabase::openUntouched(const QString& path)
 
 std::optional<SQLiteDatabase> SQLiteDatabase::open(const QString& path, const QByteArray& name, int flags) {
     sqlite3* handle = nullptr;
-    const int code = sqlite3_open_v2(name.constData(), &handle, flags, nullptr);
+    // Without SQLite's own lock on the connection (taken by every call, a few for each column
+    // of each row): one thread at a time reaches it, under the queue's lock.
+    const int code = sqlite3_open_v2(name.constData(), &handle, flags | SQLITE_OPEN_NOMUTEX, nullptr);
     if (code != SQLITE_OK) {
         qCWarning(lcDb, "error opening!: %d", code);
         sqlite3_close(handle);

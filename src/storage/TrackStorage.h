@@ -3,18 +3,34 @@
 #include "Track.h"
 
 #include <QHash>
-#include <QSet>
+#include <QList>
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 namespace sonvale {
 
-// The records of a library folder as a scan finds them: by stored (composed) path, and the
-// digest of the texts each one's search tokens were made from, by pk, for those whose tokens
-// are known to be exactly those (see IndexStorage).
+// A record of a library folder as a scan compares it with its file: what tells whether the
+// file changed since it was read, and whether the record's search tokens are still those of
+// its texts. The scan builds a whole record only for a file that needs one.
+struct StoredFile {
+    qint64 pk = 0;
+    TrackStatus status = TrackStatus::none;
+    qint64 metaVersion = 0;
+    qint64 size = 0;  // read as a 32-bit integer, as a whole record's is
+    qint64 timestamp = 0;
+    // indexTextsDigest of the record's texts with its stored (composed) path.
+    quint64 textsDigest = 0;
+    // The digest of the texts its search tokens were made from, when they are known to be
+    // exactly those (see IndexStorage).
+    std::optional<quint64> indexed;
+};
+
+// The records of a library folder as a scan finds them: `files[i]` is the record of the path
+// the scan put at position i (pk 0 where none stays), one entry per position.
 struct FolderRecords {
-    QHash<QString, TrackRef> tracks;
-    QHash<qint64, quint64> indexed;
+    QList<StoredFile> files;
 };
 
 // Finding, creating and updating track records. Paths are compared in Unicode normalization
@@ -45,10 +61,12 @@ public:
     virtual void updateTrack(const Track& track) = 0;
     // Deletes the records of folder `folderPk` whose path is not in `found` (with their
     // lyrics, chapters and search tokens), in one transaction, and returns the records that
-    // stay with the digests of their tokens (see IndexStorage): the folder's rows read once.
+    // stay as the scan compares them (StoredFile), each at its path's position in `found`
+    // (positions from 0; a path spelled decomposed finds the composed one): the folder's rows
+    // read once.
     // Every other record of the folder loses its tokens: a record still in the saved playlist
     // cannot be deleted and stays without them, and so does one whose stored status is unknown.
-    virtual FolderRecords removeMissingTracks(qint64 folderPk, const QSet<QString>& found) = 0;
+    virtual FolderRecords removeMissingTracks(qint64 folderPk, const QHash<QString, qsizetype>& found) = 0;
 };
 
 }  // namespace sonvale

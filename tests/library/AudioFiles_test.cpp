@@ -71,7 +71,7 @@ TEST(AudioFiles, WalkKeepsTheIteratorsOrderAndReadsEachFilesStatus) {
     for (const sonvale::FoundFile& file : found) {
         const auto values = sonvale::fileResourceValues(file.path);
         ASSERT_TRUE(values);
-        EXPECT_EQ(file.values.size, values->size);
-        EXPECT_EQ(file.values.modified, values->modified);
+        EXPECT_EQ(file.size, values->size);
+        EXPECT_EQ(file.modified, values->modified);
     }
 }

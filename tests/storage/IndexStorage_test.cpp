@@ -67,8 +67,9 @@ TEST_F(IndexStorageTest, DigestOfIndexedTextsIsKeptOnlyByScanBatches) {
     auto unknown = std::make_shared<Track>(u"/m/unknown.flac"_s);
     unknown->pk = 999;
     const auto digests = [&] {
-        const sonvale::FolderRecords records = db.removeMissingTracks(m, {a->path, b->path});
-        return QList<qint64>({qint64(records.indexed.value(a->pk)), qint64(records.indexed.value(b->pk))});
+        const sonvale::FolderRecords records = db.removeMissingTracks(m, {{a->path, 0}, {b->path, 1}});
+        return QList<qint64>({qint64(records.files.value(0).indexed.value_or(0)),
+                              qint64(records.files.value(1).indexed.value_or(0))});
     };
     const auto scan = [&](const QList<TrackRef>& tracks) {
         sonvale::ScanBatch batch;

@@ -110,7 +110,9 @@ TEST_F(SearchIndexTest, AnswersAsTheStatementThroughRescansAndFolderChanges) {
         }
         kept.insert(track->path);
     }
-    db.removeMissingTracks(music, kept);
+    QHash<QString, qsizetype> positions;
+    for (const QString& path : kept) positions.insert(path, positions.size());
+    db.removeMissingTracks(music, positions);
     QList<TrackRef> rescanned;
     for (const TrackRef& track : tracks) {
         if (kept.contains(track->path)) rescanned.append(track);

@@ -1,3 +1,4 @@
+#include "Index.h"
 #include "StorageTestSupport.h"
 
 #include <QDir>
@@ -112,7 +113,7 @@ TEST_F(TrackStorageTest, RemoveMissingTracksDeletesOnlyTheFolderTracksNotFound) 
     ASSERT_TRUE(db.savePlaylist({db.track(u"/m/queued.flac"_s)}));
 
     // The walk reports the first path decomposed; the others under /m are gone.
-    db.removeMissingTracks(m, {kDecomposed});
+    db.removeMissingTracks(m, {{kDecomposed, 0}});
 
     // The queued track cannot go while the saved playlist refers to it; it stays without tokens.
     EXPECT_EQ(column(db, u"SELECT path AS v FROM tracks ORDER BY id"_s),
@@ -126,6 +127,41 @@ TEST_F(TrackStorageTest, RemoveMissingTracksDeletesOnlyTheFolderTracksNotFound) 
     }
     EXPECT_EQ(column(db, u"SELECT track_id AS v FROM occurences ORDER BY 1"_s),
               QStringList({QString::number(ids[0]), QString::number(ids[3])}));
+}
+
+// The records that stay come back as the scan compares them with their files: what a whole
+// record holds of the file, and the digest of its texts as a whole record gives it, whatever
+// the texts (decomposed when written, empty, NULL, a leading byte-order mark, no ASCII at all).
+TEST_F(TrackStorageTest, RemoveMissingTracksHandsOnWhatTheScanComparesOfEachRecord) {
+    const qint64 m = addFolder(u"/m"_s);
+    QStringList paths;
+    for (const QString& path : {kComposed, u"/m/empty.flac"_s, u"/m/bom.flac"_s, u"/m/東京.flac"_s}) {
+        Track track = fullTrack(addTrack(path), m);
+        if (path.endsWith(u"empty.flac"_s)) track.title = QString(), track.artist = u""_s, track.album = QString();
+        if (path.endsWith(u"bom.flac"_s)) track.title = u"﻿Title"_s;
+        if (path.contains(u'東')) track.title = u"東京の夜"_s, track.metaVersion = 1;
+        db.updateTrack(track);
+        paths.append(path);
+    }
+    const TrackRef unknown = addTrack(u"/m/unknown.flac"_s);
+    ASSERT_TRUE(exec(db, u"UPDATE tracks SET status = 99, folder = %1 WHERE id = %2;"_s.arg(m).arg(unknown->pk)));
+
+    // At the positions the scan gives them, the first spelled decomposed.
+    const sonvale::FolderRecords records = db.removeMissingTracks(
+        m, {{kDecomposed, 3}, {paths[1], 2}, {paths[2], 1}, {paths[3], 0}, {unknown->path, 4}});
+
+    ASSERT_EQ(records.files.size(), 5);
+    for (qsizetype i = 0; i < paths.size(); ++i) {
+        SCOPED_TRACE(paths[i].toStdString());
+        const TrackRef whole = db.track(paths[i]);
+        ASSERT_TRUE(whole);
+        const sonvale::StoredFile file = records.files[3 - i];
+        EXPECT_EQ(QList<qint64>({file.pk, qint64(file.status), file.metaVersion, file.size, file.timestamp}),
+                  QList<qint64>({whole->pk, qint64(whole->status), whole->metaVersion, whole->size, whole->timestamp}));
+        EXPECT_EQ(file.textsDigest, sonvale::indexTextsDigest(*whole));
+        EXPECT_FALSE(file.indexed);
+    }
+    EXPECT_EQ(records.files[4].pk, 0);
 }
 
 TEST(TrackStorage, WithoutADatabaseEveryOperationIsEmpty) {

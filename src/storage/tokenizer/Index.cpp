@@ -23,8 +23,8 @@ public:
         state_ = (state_ ^ word) * 0x9e3779b97f4a7c15ULL;
         state_ ^= state_ >> 29;
     }
-    void add(const QString& text) {
-        const QChar* units = text.constData();
+    void add(QStringView text) {
+        const QChar* units = text.data();
         const qsizetype size = text.size();
         qsizetype i = 0;
         for (; i + 4 <= size; i += 4) {
@@ -58,14 +58,18 @@ void Index::add(const TrackRef& track) {
 }
 
 quint64 indexTextsDigest(const Track& track) {
+    return indexTextsDigest(track.path, track.title, track.artist, track.album);
+}
+
+quint64 indexTextsDigest(QStringView path, QStringView title, QStringView artist, QStringView album) {
     Digest digest;
     digest.add(kTokenizerRules);
     // Each text's length first: "ab" + "c" and "a" + "bc" differ.
     // The texts of indexTexts, without making its list.
-    for (const QString* text : {&track.path, &track.title, &track.artist, &track.album}) {
-        if (text->isEmpty()) continue;
-        digest.add(quint64(text->size()) | (quint64(1) << 63));
-        digest.add(*text);
+    for (const QStringView text : {path, title, artist, album}) {
+        if (text.isEmpty()) continue;
+        digest.add(quint64(text.size()) | (quint64(1) << 63));
+        digest.add(text);
     }
     return digest.finish();
 }

@@ -5,6 +5,7 @@
 #include <QHash>
 #include <QList>
 #include <QString>
+#include <QStringView>
 
 namespace sonvale {
 
@@ -25,5 +26,7 @@ public:
 // (two different texts share a digest by accident with a chance of about 2^-64). The same from
 // run to run, as it is kept in the database. Pure function.
 quint64 indexTextsDigest(const Track& track);
+// The same digest from the texts themselves: a track's path, title, artist and album.
+quint64 indexTextsDigest(QStringView path, QStringView title, QStringView artist, QStringView album);
 
 }  // namespace sonvale
