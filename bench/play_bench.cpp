@@ -129,7 +129,7 @@ Percentiles percentiles(std::vector<double> values, int failures) {
 
 struct Result {
     double cpuPercent = 0;
-    double cpuPercentAlone = 0;  // without a next file prepared
+    double cpuPercentAlone = 0;  // without a next file prepared or a gain
     double wakeupsPerSecond = 0;
     Percentiles start;
     Percentiles change;
@@ -221,11 +221,13 @@ qint64 measureGap(const QString& tone, bool gapless, Monitor& monitor) {
     return done ? monitor.longestGap() : -1;
 }
 
-// Plays `seconds` from the start after a one-second warm-up, with the file prepared to follow
-// itself or not, and returns the CPU share.
+// Plays `seconds` from the start after a one-second warm-up and returns the CPU share: with the
+// file prepared to follow itself and a ReplayGain of -6 dB on both, or plain.
 bool measureCpu(const QString& path, int seconds, bool prepared, Result& result) {
+    constexpr float kReplayGain = 0.5f;
     AudioEngine engine;
-    if (!engine.open(path) || (prepared && !engine.prepareNext(path))) return false;
+    const float gain = prepared ? kReplayGain : 1.0f;
+    if (!engine.open(path, nullptr, gain) || (prepared && !engine.prepareNext(path, gain))) return false;
     engine.play();
     if (!waitForOutput(engine, Clock::now())) return false;
     runEvents(std::chrono::milliseconds(1000));
@@ -346,7 +348,7 @@ int main(int argc, char** argv) {
 
     QTemporaryDir dir(QDir::temp().filePath(QStringLiteral("sonvale-play-XXXXXX")));
     dir.setAutoRemove(!args.contains(QStringLiteral("--keep")));
-    std::printf("| format | CPU %% of one core (next file prepared / none) | wake-ups/s | start p50 / p95 ms | track change p50 / p95 ms "
+    std::printf("| format | CPU %% of one core (gapless and ReplayGain / neither) | wake-ups/s | start p50 / p95 ms | track change p50 / p95 ms "
                 "| change heard p50 / p95 ms | seek p50 / p95 ms |\n|---|---|---|---|---|---|---|\n");
     std::fflush(stdout);
     QStringList gaps;
