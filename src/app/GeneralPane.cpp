@@ -1,6 +1,7 @@
 #include "GeneralPane.h"
 
 #include "Appearance.h"
+#include "NoteLabel.h"
 #include "Notifications.h"
 #include "Preferences.h"
 
@@ -12,16 +13,6 @@
 #include <QVBoxLayout>
 
 namespace sonvale {
-
-namespace {
-
-QLabel* note(const QString& text, QWidget* parent) {
-    auto* label = new QLabel(text, parent);
-    label->setForegroundRole(QPalette::PlaceholderText);
-    return label;
-}
-
-}  // namespace
 
 GeneralPane::GeneralPane(Preferences& preferences, Notifications& notifications, QAction* alwaysOnTop, QWidget* parent)
     : QWidget(parent),
@@ -43,13 +34,13 @@ GeneralPane::GeneralPane(Preferences& preferences, Notifications& notifications,
     form->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
     form->addRow(tr("Appearance:"), appearance_);
     form->addRow(tr("Playlist:"), alwaysEnqueue_);
-    form->addRow(QString(), note(tr("Otherwise they replace the playlist and start playing."), this));
+    form->addRow(QString(), makeNoteLabel(tr("Otherwise they replace the playlist and start playing."), this));
     form->addRow(tr("Window:"), alwaysOnTop_);
     form->addRow(tr("Keys:"), winampKeys_);
-    form->addRow(QString(), note(tr("In the main window, without Ctrl, Alt or Meta."), this));
+    form->addRow(QString(), makeNoteLabel(tr("In the main window, without Ctrl, Alt or Meta."), this));
     form->addRow(tr("Time:"), timeRightTotal_);
     form->addRow(tr("Export:"), absolutePaths_);
-    form->addRow(QString(), note(tr("Otherwise paths are written relative to the playlist's folder."), this));
+    form->addRow(QString(), makeNoteLabel(tr("Otherwise paths are written relative to the playlist's folder."), this));
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(form);
     layout->addStretch();

@@ -1,5 +1,6 @@
 #include "PlaybackPane.h"
 
+#include "NoteLabel.h"
 #include "Notifications.h"
 #include "Preferences.h"
 
@@ -11,16 +12,6 @@
 #include <QVBoxLayout>
 
 namespace sonvale {
-
-namespace {
-
-QLabel* note(const QString& text, QWidget* parent) {
-    auto* label = new QLabel(text, parent);
-    label->setForegroundRole(QPalette::PlaceholderText);
-    return label;
-}
-
-}  // namespace
 
 PlaybackPane::PlaybackPane(Preferences& preferences, Notifications& notifications, QWidget* parent)
     : QWidget(parent),
@@ -44,12 +35,12 @@ PlaybackPane::PlaybackPane(Preferences& preferences, Notifications& notification
     auto* form = new QFormLayout;
     form->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
     form->addRow(tr("ReplayGain:"), mode_);
-    form->addRow(QString(), note(tr("Plays each file at the loudness its ReplayGain tags give."), this));
-    form->addRow(QString(), note(tr("Album gain keeps the differences between an album's tracks."), this));
+    form->addRow(QString(), makeNoteLabel(tr("Plays each file at the loudness its ReplayGain tags give."), this));
+    form->addRow(QString(), makeNoteLabel(tr("Album gain keeps the differences between an album's tracks."), this));
     const QString fallback = tr("Files without an album gain get their track gain; files without tags play as they are.");
-    form->addRow(QString(), note(fallback, this));
+    form->addRow(QString(), makeNoteLabel(fallback, this));
     form->addRow(tr("Preamp:"), preamp_);
-    form->addRow(QString(), note(tr("Added to the gain of files that have one."), this));
+    form->addRow(QString(), makeNoteLabel(tr("Added to the gain of files that have one."), this));
     form->addRow(tr("Clipping:"), preventClipping_);
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(form);
