@@ -262,28 +262,21 @@ Percentiles measureStart(const QString& path, int repeat) {
     return percentiles(std::move(values), failures);
 }
 
-// One engine playing; open and play the file again, timed from open (the next track).
-Percentiles measureChange(const QString& path, int repeat) {
-    std::vector<double> values;
-    int failures = 0;
-    AudioEngine engine;
-    for (int i = 0; i < repeat; ++i) {
-        const Clock::time_point since = Clock::now();
-        if (!engine.open(path)) {
-            ++failures;
-            continue;
-        }
-        engine.play();
-        if (const auto ms = waitForOutput(engine, since)) values.push_back(*ms);
-        else ++failures;
-        runEvents(std::chrono::milliseconds(300));
+// Waits until the stream's played position moves (what the server reports as heard); the
+// milliseconds since `since`, or nullopt after the output timeout.
+std::optional<double> waitUntilHeard(AudioEngine& engine, Clock::time_point since) {
+    while (engine.elapsed() <= 0 && Clock::now() - since < kOutputTimeout) {
+        QCoreApplication::processEvents();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    return percentiles(std::move(values), failures);
+    if (engine.elapsed() <= 0) return std::nullopt;
+    return std::chrono::duration<double, std::milli>(Clock::now() - since).count();
 }
 
-// One engine playing; open and play the file again, timed from open to the stream's played
-// position moving (what the server reports as heard).
-Percentiles measureHeard(const QString& path, int repeat) {
+// One engine playing; open and play the file again (the next track), timed from open until
+// `reached` says so: the first samples handed to the output, or the played position moving.
+Percentiles measureChange(const QString& path, int repeat,
+                          std::optional<double> (*reached)(AudioEngine&, Clock::time_point)) {
     std::vector<double> values;
     int failures = 0;
     AudioEngine engine;
@@ -294,11 +287,7 @@ Percentiles measureHeard(const QString& path, int repeat) {
             continue;
         }
         engine.play();
-        while (engine.elapsed() <= 0 && Clock::now() - since < kOutputTimeout) {
-            QCoreApplication::processEvents();
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        if (engine.elapsed() > 0) values.push_back(std::chrono::duration<double, std::milli>(Clock::now() - since).count());
+        if (const auto ms = reached(engine, since)) values.push_back(*ms);
         else ++failures;
         runEvents(std::chrono::milliseconds(300));
     }
@@ -369,12 +358,12 @@ int main(int argc, char** argv) {
             return 1;
         }
         result.start = measureStart(path, repeat);
-        result.change = measureChange(path, repeat);
+        result.change = measureChange(path, repeat, waitForOutput);
         result.seek = measureSeek(path, repeat);
         // A null sink that nobody listens to renders in 2-second blocks; recorded, it plays in
         // real time as a sound card does (the recording's own costs stay out of the CPU figure).
         Monitor monitor;
-        result.heard = measureHeard(path, repeat);
+        result.heard = measureChange(path, repeat, waitUntilHeard);
         std::printf("| %s | %.2f / %.2f | %.0f | %s | %s | %s | %s |\n", qUtf8Printable(name), result.cpuPercent,
                     result.cpuPercentAlone,
                     result.wakeupsPerSecond, qUtf8Printable(cell(result.start)), qUtf8Printable(cell(result.change)),
