@@ -1,94 +1,28 @@
 #include "AudioFiles.h"
 
+#include "FolderWalk.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
-
-#include <cstring>
 
 namespace sonvale {
 
 namespace {
 
-// A walk with the system's directory calls rather than QDirIterator: the names are matched
-// before anything else is done with them, and only the files taken are examined (one status
-// read each, which the pass then uses instead of reading it again). The order is the one
-// QDirIterator gives: a folder's entries as listed, each sub-folder walked where it is listed.
-class Walk {
-public:
-    explicit Walk(const QStringList& extensions) {
-        for (const QString& extension : extensions) extensions_.append(extension.toUtf8());
-    }
+// Most of a walk over a tree the kernel has not cached is waiting for the disk: with eight
+// folders read at once, a cold walk of 10,000 files took half the time of one thread's (a
+// tenth less than with four); a cached walk gains a third, and more threads add nothing.
+constexpr int kWalkThreads = 8;
 
-    // Takes ownership of `fd`, an open folder whose clean path is `path`.
-    void folder(int fd, const QString& path) {
-        DIR* dir = ::fdopendir(fd);
-        if (!dir) {
-            ::close(fd);
-            return;
-        }
-        const QString prefix = path.endsWith(QLatin1Char('/')) ? path : path + QLatin1Char('/');
-        while (const dirent* entry = ::readdir(dir)) {
-            const char* name = entry->d_name;
-            // Hidden entries, "." and "..".
-            if (name[0] == '.') continue;
-            const unsigned char type = entry->d_type;
-            if (type == DT_DIR) {
-                enter(::dirfd(dir), name, prefix);
-                continue;
-            }
-            if ((type != DT_REG && type != DT_UNKNOWN) || (!taken(name) && type == DT_REG)) continue;
-            struct stat status {};
-            if (::fstatat(::dirfd(dir), name, &status, AT_SYMLINK_NOFOLLOW) != 0) continue;
-            if (S_ISDIR(status.st_mode)) {
-                enter(::dirfd(dir), name, prefix);
-            } else if (S_ISREG(status.st_mode) && taken(name)) {
-                found_.append({joined(prefix, name), qint64(status.st_size),
-                               wholeSeconds(status.st_mtim.tv_sec, status.st_mtim.tv_nsec)});
-            }
-        }
-        ::closedir(dir);
-    }
-
-    QList<FoundFile> take() {
-        // The list is kept for the whole scan: without the room it grew into.
-        found_.squeeze();
-        return std::move(found_);
-    }
-
-private:
-    void enter(int parent, const char* name, const QString& prefix) {
-        const int fd = ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-        if (fd >= 0) folder(fd, prefix + QFile::decodeName(name));
-    }
-    // `prefix` + `name` in a string of exactly that size: a path is kept for the whole scan,
-    // and appending leaves room to grow in (about half as much again, a hundred thousand times).
-    static QString joined(const QString& prefix, const char* name) {
-        const QString decoded = QFile::decodeName(name);
-        QString path;
-        path.reserve(prefix.size() + decoded.size());
-        path.append(prefix);
-        path.append(decoded);
-        return path;
-    }
-    bool taken(const char* name) const {
-        const char* dot = std::strrchr(name, '.');
-        if (!dot) return false;
-        const QByteArrayView suffix(dot + 1);
-        for (const QByteArray& extension : extensions_) {
-            if (suffix == extension) return true;
-        }
-        return false;
-    }
-
-    QList<QByteArray> extensions_;
-    QList<FoundFile> found_;
-};
+// What the tag readers read of most files: the tags and stream headers at the start (the
+// kernel's own first read-ahead is as long), and the trailing tags and chunks at the end. The
+// rest of a song is left on disk.
+constexpr qint64 kReadHead = 128 * 1024;
+constexpr qint64 kReadTail = 32 * 1024;
 
 }  // namespace
 
@@ -102,14 +36,21 @@ const QStringList& supportedExtensions() {
     return extensions;
 }
 
+void adviseReading(const FoundFile& file) {
+    const int fd = ::open(QFile::encodeName(file.path).constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+    if (fd < 0) return;
+    if (file.size <= kReadHead + kReadTail) {
+        ::posix_fadvise(fd, 0, 0, POSIX_FADV_WILLNEED);
+    } else {
+        ::posix_fadvise(fd, 0, kReadHead, POSIX_FADV_WILLNEED);
+        ::posix_fadvise(fd, file.size - kReadTail, kReadTail, POSIX_FADV_WILLNEED);
+    }
+    ::close(fd);
+}
+
 QList<FoundFile> collectAudioFiles(const QString& root, const QStringList& extensions) {
     const QString path = QDir::cleanPath(QFileInfo(root).absoluteFilePath());
-    // The root itself may be a link to a folder.
-    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0) return {};
-    Walk walk(extensions);
-    walk.folder(fd, path);
-    return walk.take();
+    return FolderWalk(extensions).run(path, kWalkThreads);
 }
 
 }  // namespace sonvale

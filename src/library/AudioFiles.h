@@ -29,7 +29,12 @@ struct FoundFile {
 // sorted). Entries whose names begin with "." are passed over, hidden folders are not entered,
 // symbolic links are neither taken nor followed, unreadable folders and entries whose status
 // cannot be read are skipped. Empty when `root` is missing or unreadable. Blocking
-// file-system work (one status read per file taken); call it off the main thread.
+// file-system work (one status read per file taken) spread over a few short-lived threads;
+// call it off the main thread.
+// Tells the kernel that `file` will be read soon, so that its reads start now; it does not wait
+// for them. Does nothing when the file cannot be opened.
+void adviseReading(const FoundFile& file);
+
 QList<FoundFile> collectAudioFiles(const QString& root, const QStringList& extensions);
 
 }  // namespace sonvale

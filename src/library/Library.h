@@ -97,6 +97,8 @@ private:
         // that spell one path share one record.
         QHash<qint64, TrackRef> own;
         qsizetype lookedUntil = -1;
+        // The files up to here have been handed to the kernel to read ahead.
+        qsizetype readAheadUntil = -1;
     };
 
     // Scan queue: the walk and the removal of records whose files are gone.
@@ -106,6 +108,9 @@ private:
     // gives the files' paths in normalization form C.
     void indexFolderFiles(const QList<FoundFile>& files, const Composed& composed, const FolderRef& folder,
                           Folder stored, const Known& known);
+    // Asks the kernel to start reading the files the pass will read soon after `position`.
+    static void readAhead(const QList<FoundFile>& files, const Composed& composed, qsizetype position,
+                          const Known& known, Pass& pass);
     // One file of the pass, its writes added to the pass's batch.
     // `stored` is the folder's own record of the file, if any.
     void indexFile(const FoundFile& file, const QString& composed, const StoredFile* stored, const TrackRef& looked,
