@@ -8,7 +8,7 @@ namespace sonvale {
 
 // The last-resort source of technical values: asks libavformat about the first audio stream
 // of a file. Blocking file input; thread-safe (one demuxer per call). Nothing when the file
-// can't be opened as audio.
+// can't be opened as audio or libavformat can't be loaded.
 class AudioProbe {
 public:
     struct Format {
