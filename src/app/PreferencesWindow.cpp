@@ -6,6 +6,7 @@
 #include "PlaybackPane.h"
 
 #include <QSettings>
+#include <QShortcut>
 #include <QTabWidget>
 #include <QVBoxLayout>
 
@@ -37,6 +38,8 @@ PreferencesWindow::PreferencesWindow(const Parts& parts, QWidget* parent)
     resize(680, 600);
     setMinimumSize(480, 360);
     connect(general_, &GeneralPane::timeDisplayChanged, this, &PreferencesWindow::timeDisplayChanged);
+    // Escape closes it, as it would a dialog.
+    connect(new QShortcut(QKeySequence::Cancel, this), &QShortcut::activated, this, &QWidget::close);
 }
 
 void PreferencesWindow::showPane(Pane pane) {

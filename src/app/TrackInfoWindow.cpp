@@ -14,6 +14,7 @@
 #include <QLocale>
 #include <QPlainTextEdit>
 #include <QScrollArea>
+#include <QShortcut>
 #include <QStackedWidget>
 #include <QTabWidget>
 #include <QTableWidget>
@@ -117,6 +118,8 @@ TrackInfoWindow::TrackInfoWindow(Player& player, OperationQueue& queue, QWidget*
     layout->addLayout(top);
     layout->addWidget(stack_, 1);
     resize(560, 480);
+    // Escape closes it, as it would a dialog.
+    connect(new QShortcut(QKeySequence::Cancel, this), &QShortcut::activated, this, &QWidget::close);
 
     connect(&loader_, &TrackInfoLoader::loaded, this, &TrackInfoWindow::present);
     connect(chapters_, &QTableWidget::cellDoubleClicked, this, [this](int row) {

@@ -225,7 +225,8 @@ TEST_F(PreferencesWindowTest, ThePlaybackPaneIsTheFourthTab) {
 }
 
 // The keys the main window's playlist reads (Space, Ctrl+A, Ctrl+C) belong to the focused control
-// of another window: Space ticks a box in the preferences instead of pausing the music.
+// of another window: Space ticks a box in the preferences instead of pausing the music. Escape
+// closes the window.
 TEST_F(PreferencesWindowTest, SpaceInThePreferencesTicksTheFocusedBoxAndLeavesPlaybackAlone) {
     fill();
     player().playItem(player().playlist().items[0], false);
@@ -243,6 +244,8 @@ TEST_F(PreferencesWindowTest, SpaceInThePreferencesTicksTheFocusedBoxAndLeavesPl
     EXPECT_TRUE(player().isPlaying());
     EXPECT_EQ(selectAll.size(), 0);
     box.click();  // the store is shared with the next case
+    QTest::keyClick(&box, Qt::Key_Escape);
+    EXPECT_FALSE(app_->preferencesWindow().isVisible());
 }
 
 }  // namespace

@@ -110,6 +110,8 @@ TEST_F(TrackInfoWindowTest, ShowsTheLatestRequestAndSaysWhenTheFileIsGone) {
     EXPECT_TRUE(window().missingMessage()->isVisible());
     EXPECT_TRUE(window().missingMessage()->text().contains(gone));
     EXPECT_TRUE(window().missingMessage()->text().startsWith(u"The file is gone"_s));
+    QTest::keyClick(&window(), Qt::Key_Escape);
+    EXPECT_FALSE(window().isVisible());
 }
 
 }  // namespace
