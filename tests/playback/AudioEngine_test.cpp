@@ -64,6 +64,9 @@ protected:
             heardAtFinish_ = recorder_ ? recorder_->heard() : 0;
         };
     }
+    // Cases that move the output to "two" leave it there; the player's recorded cases in the
+    // next processes listen on "one".
+    void TearDown() override { pactl({QStringLiteral("set-default-sink"), QStringLiteral("one")}); }
 
     QString tone(double seconds) {
         return media_.ffmpeg(QStringLiteral("tone%1.flac").arg(seconds), {}, seconds, kRate, 2);
