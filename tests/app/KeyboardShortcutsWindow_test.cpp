@@ -38,13 +38,10 @@ TEST_F(AppFixture, TheShortcutsWindowListsEveryActionsShortcutAndTheWindowsOwnKe
         const QString text = QString(action->text()).remove(u'&');
         EXPECT_EQ(rows.filter(u'|' + text + u'|' + key).size(), 1) << text.toStdString() << " " << key.toStdString();
     }
-    EXPECT_TRUE(rows.contains(u"Edit|Find…|Ctrl+F"_s));
-    // Next is in the tray's menu too, which has no title.
+    // Next is in the tray's menu too, which has no title; a second key of a command is listed.
     EXPECT_TRUE(rows.contains(u"Playback|Next|Alt+Right"_s));
-    EXPECT_TRUE(rows.contains(u"Help|Keyboard Shortcuts|Ctrl+/"_s));
     EXPECT_TRUE(rows.contains(u"Playlist|Remove the selected tracks|Del, Backspace"_s));
     EXPECT_EQ(rows.filter(u"Search window|"_s).size(), SearchBox::keys().size());
-    EXPECT_TRUE(rows.contains(u"Search window|Enqueue the selected results|Ctrl+Return"_s));
     EXPECT_EQ(rows.filter(u"(off"_s).size(), KeyMonitor::winampKeys().size());
     EXPECT_EQ(rowTexts(KeyboardShortcutsWindow::rows(actions, true)).filter(u"(on)|"_s).size(), 5);
 

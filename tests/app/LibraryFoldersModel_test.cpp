@@ -22,7 +22,6 @@ class LibraryFoldersModelTest : public testing::Test {
 protected:
     // `count` short FLAC files in a new folder `name`; its path.
     QString folderWith(const QString& name, int count) {
-        QDir().mkpath(media.path(name));
         const QString first = media.ffmpeg(name + u"/00.flac"_s, {}, 0.1);
         if (first.isEmpty()) return {};
         for (int i = 1; i < count; ++i) {

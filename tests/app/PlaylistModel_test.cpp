@@ -66,13 +66,11 @@ protected:
         Preferences reset;
         reset.currentPlaylistItem.reset();
         ASSERT_TRUE(reset.save());
-        const QStringList flac = {u"-c:a"_s, u"flac"_s};
         paths_ = {
-            media_.ffmpeg(u"a.flac"_s, flac + QStringList{u"-metadata"_s, u"title=Alpha"_s, u"-metadata"_s,
-                                                          u"artist=Ann"_s, u"-metadata"_s, u"album=First"_s,
-                                                          u"-metadata"_s, u"track=03"_s},
+            media_.ffmpeg(u"a.flac"_s, {u"-metadata"_s, u"title=Alpha"_s, u"-metadata"_s, u"artist=Ann"_s,
+                                        u"-metadata"_s, u"album=First"_s, u"-metadata"_s, u"track=03"_s},
                           kToneSeconds),
-            media_.ffmpeg(u"b.flac"_s, flac, kToneSeconds),
+            media_.ffmpeg(u"b.flac"_s, {}, kToneSeconds),
             media_.write(u"07 Intro.live.flac"_s, QByteArray("not audio")),
         };
         ASSERT_FALSE(paths_.contains(QString()));
@@ -172,12 +170,6 @@ TEST_F(PlaylistModelTest, CellsShowTagsOrFallBackToTheFileName) {
         }
         EXPECT_EQ(text(row, PlaylistModel::Album, Qt::ToolTipRole), paths_[row]);
     }
-    const auto alignment = [&](int column) { return model_->data(model_->index(0, column), Qt::TextAlignmentRole); };
-    EXPECT_EQ(alignment(PlaylistModel::Track).toInt(), Qt::AlignRight | Qt::AlignVCenter);
-    EXPECT_EQ(alignment(PlaylistModel::Duration).toInt(), Qt::AlignRight | Qt::AlignVCenter);
-    EXPECT_FALSE(alignment(PlaylistModel::Title).isValid());
-    EXPECT_EQ(model_->headerData(PlaylistModel::Duration, Qt::Horizontal).toString(), u"Time"_s);
-    EXPECT_EQ(PlaylistModel::columnId(PlaylistModel::Duration), u"ColumnDuration"_s);
 }
 
 TEST_F(PlaylistModelTest, CurrentRowIsBoldAndMarkedAndOnlyItsRowsRepaint) {

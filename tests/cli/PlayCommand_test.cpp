@@ -18,22 +18,6 @@
 
 namespace {
 
-QString tone(MediaFactory& media, const QString& name, double seconds) {
-    return media.ffmpeg(name, {QStringLiteral("-c:a"), QStringLiteral("flac")}, seconds);
-}
-
-TEST(PlayCommand, PlaysEveryFileToTheEndPrintingEachTrackThenExits) {
-    if (!soundServerRuns()) GTEST_SKIP() << "no sound server (run through scripts/with-pulseaudio.sh)";
-    MediaFactory media;
-    const QString a = tone(media, QStringLiteral("a.flac"), 0.4);
-    const QString b = tone(media, QStringLiteral("b.flac"), 0.6);
-    QTemporaryDir data;
-    const CliResult result = runCli({QStringLiteral("--data-dir"), data.path(), QStringLiteral("play"),
-                                     QStringLiteral("--mode"), QStringLiteral("normal"), a, b});
-    EXPECT_EQ(result.exitCode, 0) << result.err.constData();
-    EXPECT_EQ(QString::fromUtf8(result.out), QStringLiteral("1\t%1\t0.4\n2\t%2\t0.6\n").arg(a, b));
-}
-
 // The command on a terminal of its own: keys typed into it, what it prints read back.
 class TerminalRun {
 public:
@@ -98,8 +82,8 @@ private:
 TEST(PlayCommand, KeysOnATerminalSkipPauseAndQuit) {
     if (!soundServerRuns()) GTEST_SKIP() << "no sound server (run through scripts/with-pulseaudio.sh)";
     MediaFactory media;
-    const QString a = tone(media, QStringLiteral("a.flac"), 20);
-    const QString b = tone(media, QStringLiteral("b.flac"), 20);
+    const QString a = media.ffmpeg(QStringLiteral("a.flac"), {}, 20);
+    const QString b = media.ffmpeg(QStringLiteral("b.flac"), {}, 20);
     QTemporaryDir data;
     TerminalRun run({QStringLiteral("--data-dir"), data.path(), QStringLiteral("play"), a, b});
     ASSERT_TRUE(run.started());
@@ -136,8 +120,8 @@ TEST(PlayCommand, PublishesAnMprisPlayerThatOpensFilesAndQuits) {
     if (!soundServerRuns()) GTEST_SKIP() << "no sound server (run through scripts/with-pulseaudio.sh)";
     if (!privateSessionBusRuns()) GTEST_SKIP() << "no private session bus (run through scripts/with-dbus.sh)";
     MediaFactory media;
-    const QString a = tone(media, QStringLiteral("a.flac"), 20);
-    const QString b = tone(media, QStringLiteral("b.flac"), 20);
+    const QString a = media.ffmpeg(QStringLiteral("a.flac"), {}, 20);
+    const QString b = media.ffmpeg(QStringLiteral("b.flac"), {}, 20);
     QTemporaryDir data;
     QProcess cli;
     cli.start(QStringLiteral(SONVALE_CLI), {QStringLiteral("--data-dir"), data.path(), QStringLiteral("play"), a});
@@ -162,20 +146,24 @@ TEST(PlayCommand, PublishesAnMprisPlayerThatOpensFilesAndQuits) {
     EXPECT_EQ(cli.exitCode(), 0) << cli.readAllStandardError().constData();
 }
 
-TEST(PlayCommand, PlaysWithoutASessionBusAndSaysSoOnce) {
+// Without a session bus (MPRIS off, said once) every file plays to its end, each printed as it
+// starts, and the command exits.
+TEST(PlayCommand, PlaysEveryFileToTheEndWithoutASessionBusAndSaysSoOnce) {
     if (!soundServerRuns()) GTEST_SKIP() << "no sound server (run through scripts/with-pulseaudio.sh)";
     MediaFactory media;
-    const QString a = tone(media, QStringLiteral("a.flac"), 0.4);
+    const QString a = media.ffmpeg(QStringLiteral("a.flac"), {}, 0.4);
+    const QString b = media.ffmpeg(QStringLiteral("b.flac"), {}, 0.6);
     QTemporaryDir data;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), "unix:path=" + data.filePath("none"));
     QProcess cli;
     cli.setProcessEnvironment(environment);
-    cli.start(QStringLiteral(SONVALE_CLI), {QStringLiteral("--data-dir"), data.path(), QStringLiteral("play"), a});
+    cli.start(QStringLiteral(SONVALE_CLI), {QStringLiteral("--data-dir"), data.path(), QStringLiteral("play"),
+                                            QStringLiteral("--mode"), QStringLiteral("normal"), a, b});
     ASSERT_TRUE(cli.waitForFinished(60000));
     const QString err = QString::fromUtf8(cli.readAllStandardError());
     EXPECT_EQ(cli.exitCode(), 0) << qPrintable(err);
-    EXPECT_EQ(QString::fromUtf8(cli.readAllStandardOutput()), QStringLiteral("1\t%1\t0.4\n").arg(a));
+    EXPECT_EQ(QString::fromUtf8(cli.readAllStandardOutput()), QStringLiteral("1\t%1\t0.4\n2\t%2\t0.6\n").arg(a, b));
     EXPECT_EQ(err.count(QStringLiteral("MPRIS is off: no session bus")), 1) << qPrintable(err);
 }
 

@@ -27,7 +27,6 @@ protected:
     QString databaseFile() const { return QDir(data.path()).filePath(DB::fileName()); }
 
     void makeTrack(const QString& name, const QString& title) {
-        ASSERT_TRUE(QDir().mkpath(root()));
         ASSERT_FALSE(media.ffmpeg(u"Music/"_s + name, {u"-metadata"_s, u"title="_s + title}, 0.1, 8000, 1).isEmpty());
     }
     CliResult cli(const QStringList& args) { return runCli(QStringList{u"--data-dir="_s + data.path()} + args); }

@@ -38,6 +38,21 @@ bool pactl(const QStringList& args, QByteArray* out = nullptr) {
 
 using Recorder = MonitorRecorder;
 
+// Points PULSE_SERVER at `address` while it lives.
+class PulseServerAddress {
+public:
+    explicit PulseServerAddress(const QByteArray& address) : saved_(qgetenv("PULSE_SERVER")) {
+        qputenv("PULSE_SERVER", address);
+    }
+    ~PulseServerAddress() {
+        if (saved_.isEmpty()) qunsetenv("PULSE_SERVER");
+        else qputenv("PULSE_SERVER", saved_);
+    }
+
+private:
+    QByteArray saved_;
+};
+
 class AudioEngineTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -49,10 +64,12 @@ protected:
             heardAtFinish_ = recorder_ ? recorder_->heard() : 0;
         };
     }
+    // Cases that move the output to "two" leave it there; the player's recorded cases in the
+    // next processes listen on "one".
+    void TearDown() override { pactl({QStringLiteral("set-default-sink"), QStringLiteral("one")}); }
 
     QString tone(double seconds) {
-        return media_.ffmpeg(QStringLiteral("tone%1.flac").arg(seconds), {QStringLiteral("-c:a"), QStringLiteral("flac")},
-                             seconds, kRate, 2);
+        return media_.ffmpeg(QStringLiteral("tone%1.flac").arg(seconds), {}, seconds, kRate, 2);
     }
     bool finishes(double seconds) { return spinUntil([this] { return finished_ > 0; }, seconds); }
 
@@ -248,8 +265,7 @@ TEST_F(AudioEngineTest, TheHalvesOfASinePlayBackAsOneInEveryFormat) {
 }
 
 TEST_F(AudioEngineTest, GainScalesAFileAndTheNextFileTakesItsOwnFromItsFirstSample) {
-    const QStringList parts = media_.splitSine(QStringLiteral("gain"), QStringLiteral("flac"),
-                                               {QStringLiteral("-c:a"), QStringLiteral("flac")}, 1.5, kRate);
+    const QStringList parts = media_.splitSine(QStringLiteral("gain"), QStringLiteral("flac"), {}, 1.5, kRate);
     ASSERT_EQ(parts.size(), 2);
     recorder_ = std::make_unique<Recorder>(QStringLiteral("one"));
     ASSERT_TRUE(engine_.open(parts[0], nullptr, 1.0f));
@@ -265,11 +281,9 @@ TEST_F(AudioEngineTest, GainScalesAFileAndTheNextFileTakesItsOwnFromItsFirstSamp
 }
 
 TEST_F(AudioEngineTest, AnotherFormatIsNotPreparedAndAClearedOrReplacedNextFileTakesEffect) {
-    const QStringList parts = media_.splitSine(QStringLiteral("sine"), QStringLiteral("flac"),
-                                               {QStringLiteral("-c:a"), QStringLiteral("flac")}, 2.0, kSplit);
+    const QStringList parts = media_.splitSine(QStringLiteral("sine"), QStringLiteral("flac"), {}, 2.0, kSplit);
     ASSERT_EQ(parts.size(), 2);
-    const QString other = media_.ffmpeg(QStringLiteral("48k.flac"), {QStringLiteral("-c:a"), QStringLiteral("flac")},
-                                        0.5, 48000, 2);
+    const QString other = media_.ffmpeg(QStringLiteral("48k.flac"), {}, 0.5, 48000, 2);
     int advanced = 0;
     engine_.onAdvanced = [&] { ++advanced; };
     EXPECT_FALSE(engine_.prepareNext(parts[1]));  // nothing open
@@ -307,14 +321,7 @@ TEST_F(AudioEngineTest, AnotherFormatIsNotPreparedAndAClearedOrReplacedNextFileT
 // at the same address; the process's PULSE_SERVER points at it while the object lives.
 class RestartableServer {
 public:
-    RestartableServer() : saved_(qgetenv("PULSE_SERVER")) {
-        qputenv("PULSE_SERVER", "unix:" + QFile::encodeName(dir_.filePath(QStringLiteral("native"))));
-    }
-    ~RestartableServer() {
-        stop();
-        if (saved_.isEmpty()) qunsetenv("PULSE_SERVER");
-        else qputenv("PULSE_SERVER", saved_);
-    }
+    ~RestartableServer() { stop(); }
     bool start() {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("HOME"), dir_.path());
@@ -342,7 +349,7 @@ public:
 
 private:
     QTemporaryDir dir_;
-    QByteArray saved_;
+    PulseServerAddress address_{"unix:" + QFile::encodeName(dir_.filePath(QStringLiteral("native")))};
     QProcess process_;
 };
 
@@ -351,7 +358,7 @@ TEST(AudioEngine, PlaybackGoesOnFromThePositionWhenTheSoundServerRestarts) {
     RestartableServer server;
     ASSERT_TRUE(server.start());
     MediaFactory media;
-    const QString path = media.ffmpeg(QStringLiteral("tone.flac"), {QStringLiteral("-c:a"), QStringLiteral("flac")}, 3.0);
+    const QString path = media.ffmpeg(QStringLiteral("tone.flac"), {}, 3.0);
     AudioEngine engine;
     int finished = 0;
     engine.onFinished = [&finished] { ++finished; };
@@ -386,27 +393,23 @@ TEST(AudioEngine, AServerThatNeverAnswersCannotHoldPlayForLong) {
     // Connections wait in the backlog: accepted by the kernel, never answered.
     ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
     ASSERT_EQ(::listen(listener, 8), 0);
-    const QByteArray saved = qgetenv("PULSE_SERVER");
-    qputenv("PULSE_SERVER", "unix:" + socketPath);
+    const PulseServerAddress server("unix:" + socketPath);
 
     MediaFactory media;
     AudioEngine engine;
-    ASSERT_TRUE(engine.open(media.ffmpeg(QStringLiteral("tone.flac"), {QStringLiteral("-c:a"), QStringLiteral("flac")}, 1.0)));
+    ASSERT_TRUE(engine.open(media.ffmpeg(QStringLiteral("tone.flac"), {}, 1.0)));
     QElapsedTimer timer;
     timer.start();
     engine.play();
     EXPECT_LT(timer.elapsed(), 5000);
     EXPECT_FALSE(engine.isPlaying());
     ::close(listener);
-    if (saved.isEmpty()) qunsetenv("PULSE_SERVER");
-    else qputenv("PULSE_SERVER", saved);
 }
 
 TEST(AudioEngine, WithoutASoundServerPlayStaysSilentAndTheRestWorks) {
-    const QByteArray saved = qgetenv("PULSE_SERVER");
-    qputenv("PULSE_SERVER", "unix:/nonexistent/sonvale-no-server");
+    const PulseServerAddress server("unix:/nonexistent/sonvale-no-server");
     MediaFactory media;
-    const QString path = media.ffmpeg(QStringLiteral("tone.flac"), {QStringLiteral("-c:a"), QStringLiteral("flac")}, 1.0);
+    const QString path = media.ffmpeg(QStringLiteral("tone.flac"), {}, 1.0);
     AudioEngine engine;
     QString error;
     EXPECT_FALSE(engine.open(media.path(QStringLiteral("missing.flac")), &error));
@@ -419,8 +422,6 @@ TEST(AudioEngine, WithoutASoundServerPlayStaysSilentAndTheRestWorks) {
     engine.pause();
     engine.stop();
     EXPECT_FALSE(engine.hasFile());
-    if (saved.isEmpty()) qunsetenv("PULSE_SERVER");
-    else qputenv("PULSE_SERVER", saved);
 }
 
 }  // namespace

@@ -32,15 +32,6 @@ Tags everyTag(TagSeparator separator) {
 
 }  // namespace
 
-TEST(LabelText, BuiltInTemplatesShowTheirPiecesOfAFullTrack) {
-    const Labels labels;
-    const Track track = fullTrack();
-    EXPECT_EQ(composeLabel(labels.title, &track, 3, 3723), u"Song"_s);
-    EXPECT_EQ(composeLabel(labels.subtitle, &track, 3, 3723), u"Artist - Album"_s);
-    EXPECT_EQ(composeLabel(labels.left, &track, 3, 3723), u"FLAC 912 kbps"_s);
-    EXPECT_EQ(composeLabel(labels.right, &track, 3, 3723), u"3 tracks, 1:02:03"_s);
-}
-
 TEST(LabelText, PiecesKeepTheirFixedOrderWhateverTheFlagOrder) {
     const Track track = fullTrack();
     EXPECT_EQ(composeLabel(everyTag(TagSeparator::Comma), &track, 3, 3723),

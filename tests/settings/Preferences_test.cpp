@@ -68,16 +68,6 @@ TEST_F(PreferencesTest, SaveThenLoadRestoresEveryFieldUnderItsKey) {
 }
 
 TEST_F(PreferencesTest, MissingOutOfRangeAndMistypedValuesFallBack) {
-    const Preferences fresh;
-    EXPECT_EQ(fresh.appearance, Appearance::System);
-    EXPECT_EQ(fresh.playbackMode, PlaybackMode::Normal);
-    EXPECT_EQ(fresh.volume, 1.0f);
-    EXPECT_EQ(fresh.currentPlaylistItem, 0);
-    EXPECT_EQ(fresh.labels, Labels());
-    EXPECT_EQ(fresh.replayGain, sonvale::ReplayGainSettings());
-    EXPECT_EQ(fresh.replayGain.mode, sonvale::ReplayGainMode::Off);
-    EXPECT_TRUE(fresh.replayGain.preventClipping);
-
     put(u"playbackMode"_s, 9);
     put(u"appearance"_s, 5);
     put(u"volume"_s, u"loud"_s);

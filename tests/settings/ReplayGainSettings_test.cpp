@@ -1,7 +1,5 @@
 #include "ReplayGainSettings.h"
 
-#include "MediaFactory.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -44,12 +42,4 @@ TEST(ReplayGainSettings, ThePreampAddsAndThePeakLimitsWhenClippingIsPrevented) {
     // Album mode without an album peak takes the track peak; a gain below the limit stays.
     EXPECT_NEAR(replayGainFactor(ReplayGain{.trackPeak = 0.5f, .albumGain = 12.0f}, kAlbum), 2.0f, 0.0001f);
     EXPECT_NEAR(replayGainFactor(ReplayGain{.trackGain = -6.02f, .trackPeak = 0.99f}, kTrack), 0.5f, 0.001f);
-}
-
-TEST(ReplayGainSettings, TheFactorForAPathComesFromItsTags) {
-    MediaFactory media;
-    const QString path = media.ffmpeg("tagged.flac", {"-metadata", "REPLAYGAIN_TRACK_GAIN=-6.02 dB"});
-    EXPECT_NEAR(replayGainFactorFor(path, kTrack), 0.5f, 0.001f);
-    EXPECT_EQ(replayGainFactorFor(path, ReplayGainSettings{}), 1.0f);
-    EXPECT_EQ(replayGainFactorFor(media.path("missing.flac"), kAlbum), 1.0f);
 }

@@ -20,14 +20,6 @@ namespace {
 
 constexpr int kKills = 30;
 
-QString dbPathIn(const QString& dir) { return QDir(dir).filePath(DB::fileName()); }
-
-// Column v of `sql` on a plain connection to the file.
-QStringList query(const QString& path, const QString& sql) {
-    auto db = SQLiteDatabase::open(path);
-    return db ? column(*db, sql) : QStringList{u"cannot open"_s};
-}
-
 QString integrity(const QString& path) {
     return query(path, u"SELECT integrity_check AS v FROM pragma_integrity_check"_s).join(u'\n');
 }

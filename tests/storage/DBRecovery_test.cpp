@@ -9,7 +9,6 @@
 #include <random>
 
 using sonvale::DB;
-using sonvale::SQLiteDatabase;
 using sonvale::TrackRef;
 using namespace Qt::StringLiterals;
 
@@ -17,8 +16,6 @@ namespace {
 
 constexpr int kEntries = 1500;
 const QStringList kRoots = {u"/music/a/"_s, u"/music/b/"_s};
-
-QString dbPathIn(const QString& dir) { return QDir(dir).filePath(DB::fileName()); }
 
 // Two scanned library folders and a saved playlist of kEntries tracks; the playlist's paths.
 QStringList makeLibrary(const QString& dir) {
@@ -39,12 +36,6 @@ QStringList makeLibrary(const QString& dir) {
     }
     EXPECT_TRUE(db.savePlaylist(tracks));
     return paths;
-}
-
-// Column v of `sql` on a plain connection to the file, which runs no check of its own.
-QStringList query(const QString& path, const QString& sql) {
-    auto db = SQLiteDatabase::open(path);
-    return db ? column(*db, sql) : QStringList{u"cannot open"_s};
 }
 
 QList<qint64> leafPages(const QString& path, const QString& table) {
@@ -169,17 +160,4 @@ TEST(DBRecovery, DamageMetWhileRunningIsLoggedOnceAndRecoveredAtTheNextOpening) 
     EXPECT_FALSE(db.isDamaged());
     EXPECT_EQ(roots(db.loadFolders()), kRoots);
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files).size(), 2);
-}
-
-TEST(DBRecovery, SoundFileIsNotTouched) {
-    QTemporaryDir dir;
-    makeLibrary(dir.path());
-    const auto before = MediaFactory::readAll(dbPathIn(dir.path()));
-    {
-        DB db(dir.path());
-        EXPECT_FALSE(db.recovery());
-        EXPECT_FALSE(db.isDamaged());
-    }
-    EXPECT_EQ(MediaFactory::readAll(dbPathIn(dir.path())), before);
-    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList{DB::fileName()});
 }

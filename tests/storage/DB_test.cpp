@@ -24,14 +24,8 @@ const QString kSchema = QStringLiteral(
     "(SELECT group_concat(name, ', ') FROM pragma_index_info(i.name)) || ')' "
     "FROM sqlite_master t, pragma_index_list(t.name) i WHERE t.type = 'table' AND i.origin = 'c' ORDER BY 1");
 
-QString dbPathIn(const QString& dir) { return QDir(dir).filePath(DB::fileName()); }
 QStringList filesIn(const QString& dir) { return QDir(dir).entryList(QDir::Files, QDir::Name); }
 
-// Column v of the rows `sql` gives on a connection of its own to the file.
-QStringList query(const QString& path, const QString& sql) {
-    auto db = SQLiteDatabase::open(path);
-    return db ? column(*db, sql) : QStringList{u"cannot open"_s};
-}
 bool execute(const QString& path, const QString& sql) {
     auto db = SQLiteDatabase::open(path);
     return db && db->executeStatements(sql);

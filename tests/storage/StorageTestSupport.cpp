@@ -1,5 +1,7 @@
 #include "StorageTestSupport.h"
 
+#include <QDir>
+
 #include <mutex>
 
 using sonvale::SQLiteDatabase;
@@ -60,6 +62,13 @@ bool exec(sonvale::DB& db, const QString& sql) {
     sonvale::DBTestAccess::queue(db)->inDatabase(
         [&](SQLiteDatabase& connection) { ok = connection.executeStatements(sql); });
     return ok;
+}
+
+QString dbPathIn(const QString& dir) { return QDir(dir).filePath(sonvale::DB::fileName()); }
+
+QStringList query(const QString& path, const QString& sql) {
+    auto db = SQLiteDatabase::open(path);
+    return db ? column(*db, sql) : QStringList{QStringLiteral("cannot open")};
 }
 
 qint64 StorageTest::addFolder(const QString& root) {

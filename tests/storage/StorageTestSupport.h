@@ -39,6 +39,11 @@ QStringList column(sonvale::DB& db, const QString& sql, const std::vector<sonval
 // Runs statements on the database's queue; true when all succeeded.
 bool exec(sonvale::DB& db, const QString& sql);
 
+// The database file in data directory `dir`.
+QString dbPathIn(const QString& dir);
+// Column v of `sql` on a plain connection of its own to the file, which runs no check of its own.
+QStringList query(const QString& path, const QString& sql);
+
 // A library database in a temporary directory, with shortcuts for filling it.
 class StorageTest : public testing::Test {
 protected:

@@ -24,6 +24,7 @@ bool MediaFactory::run(const QString& program, const QStringList& args) {
 QString MediaFactory::ffmpeg(const QString& name, const QStringList& extra, double seconds, int sampleRate,
                              int channels) {
     const QString out = path(name);
+    QDir().mkpath(QFileInfo(out).path());
     QStringList args = {QStringLiteral("-hide_banner"), QStringLiteral("-loglevel"), QStringLiteral("error"),
                         QStringLiteral("-y"), QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
                         QStringLiteral("sine=frequency=440:sample_rate=%1:duration=%2").arg(sampleRate).arg(seconds),
@@ -56,6 +57,7 @@ QStringList MediaFactory::splitSine(const QString& stem, const QString& extensio
 
 QString MediaFactory::jpeg(const QString& name) {
     const QString out = path(name);
+    QDir().mkpath(QFileInfo(out).path());
     const QStringList args = {QStringLiteral("-hide_banner"), QStringLiteral("-loglevel"), QStringLiteral("error"),
                               QStringLiteral("-y"), QStringLiteral("-f"), QStringLiteral("lavfi"),
                               QStringLiteral("-i"), QStringLiteral("testsrc=size=32x32:duration=0.04"),

@@ -8,7 +8,7 @@
 #include <optional>
 
 // Makes real media files for tests, with the encoders the install script provides, in a
-// temporary folder that lives as long as the factory.
+// temporary folder that lives as long as the factory; a `name` may hold folders, made as needed.
 class MediaFactory {
 public:
     MediaFactory();
@@ -19,8 +19,8 @@ public:
     // Runs a program to completion; false (with its output printed) when it fails.
     static bool run(const QString& program, const QStringList& args);
 
-    // A sine tone encoded by ffmpeg into `name`; `extra` goes before the output name
-    // (codec, metadata, -id3v2_version, ...). Empty path on failure.
+    // A sine tone encoded by ffmpeg into `name` (by the codec its extension implies); `extra` goes
+    // before the output name (codec, metadata, -id3v2_version, ...). Empty path on failure.
     QString ffmpeg(const QString& name, const QStringList& extra, double seconds = 1.0,
                    int sampleRate = 44100, int channels = 2);
     // A stereo sine of `frequency` Hz and `seconds` (half of full scale) cut at frame `split` into two
