@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <system_error>
 #include <thread>
 
 namespace sonvale {
@@ -37,7 +38,11 @@ QList<FoundFile> FolderWalk::run(const QString& path, int threads) {
     root.root = true;
     waiting_.push_back(&root);
     std::vector<std::jthread> helpers;
-    for (int i = 1; i < threads; ++i) helpers.emplace_back([this] { work(); });
+    try {
+        for (int i = 1; i < threads; ++i) helpers.emplace_back([this] { work(); });
+    } catch (const std::system_error&) {
+        // The system refused a thread: the walk goes on with those it has.
+    }
     work();
     helpers.clear();
 
