@@ -268,8 +268,9 @@ TEST_F(MprisServiceTest, RepeatOneRestartIsAnnouncedAsASeek) {
     call("SetPosition", {id(items_[0]), kLength - 300'000});
     ASSERT_TRUE(spinUntil([this] { return seeks_.size() == 2; }, 15));
     // The track goes on into itself without a gap; the position announced is the one heard
-    // then, which the test's sound server (a null sink nobody records) tells in coarse steps.
-    EXPECT_LT(seeks_[1], 1'000'000);
+    // then, which the test's sound server (a null sink nobody records) tells in coarse steps of
+    // up to a second or more on a busy machine. Early in the 30-second track is the new pass.
+    EXPECT_LT(seeks_[1], 5'000'000);
     EXPECT_EQ(metadata().value("mpris:trackid"), id(items_[0]));
     EXPECT_EQ(get("PlaybackStatus"), "Playing");
 }
