@@ -3,6 +3,7 @@
 #include "DB.h"
 #include "Index.h"
 #include "ScanBatch.h"
+#include "Tokenizer.h"
 
 #include <QSet>
 
@@ -55,6 +56,19 @@ LibraryGenerator::LibraryGenerator(std::uint64_t seed) : state_(seed) {
             vocabulary_.append(word);
         }
     }
+}
+
+QStringList LibraryGenerator::tagTokens(const sonvale::Track& track) {
+    QSet<QString> found;
+    for (const QString* text : {&track.title, &track.artist, &track.album}) sonvale::insertTokens(*text, found);
+    QStringList tokens(found.begin(), found.end());
+    tokens.sort();
+    return tokens;
+}
+
+qsizetype LibraryGenerator::draw(std::uint64_t& state, qsizetype n) {
+    state = state * 6364136223846793005ull + 1442695040888963407ull;
+    return qsizetype((state >> 33) % std::uint64_t(n));
 }
 
 std::uint64_t LibraryGenerator::next() {

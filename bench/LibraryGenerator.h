@@ -27,6 +27,12 @@ public:
     // Stores `tracks` with their tokens in `db` under a new library folder at `root`, in
     // batches of 1000 as a scan does.
     static void store(sonvale::DB& db, const QList<sonvale::TrackRef>& tracks, const QString& root);
+    // The tokens of a track's title, artist and album, sorted: the words a person types (path
+    // tokens such as "home" and "music" are not).
+    static QStringList tagTokens(const sonvale::Track& track);
+    // A number in [0, n) from the sequence kept in `state`, for drawing queries: the same
+    // queries in every run and on every machine.
+    static qsizetype draw(std::uint64_t& state, qsizetype n);
 
 private:
     std::uint64_t next();

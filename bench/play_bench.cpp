@@ -59,6 +59,17 @@ std::optional<Format> formatNamed(const QString& name) {
     return std::nullopt;
 }
 
+// Runs ffmpeg quietly with `args`, overwriting its output; whether it succeeded.
+bool runFfmpeg(const QStringList& args) {
+    QProcess ffmpeg;
+    ffmpeg.setProcessChannelMode(QProcess::ForwardedChannels);
+    ffmpeg.start(QStringLiteral("ffmpeg"),
+                 QStringList{QStringLiteral("-nostdin"), QStringLiteral("-loglevel"), QStringLiteral("error"),
+                             QStringLiteral("-y")} +
+                     args);
+    return ffmpeg.waitForFinished(120000) && ffmpeg.exitStatus() == QProcess::NormalExit && ffmpeg.exitCode() == 0;
+}
+
 // Pink noise under a slowly wavering chord, 44.1 kHz stereo: busy enough that the codecs work
 // as they would on music.
 bool makeFile(const QString& path, const Format& format) {
@@ -67,17 +78,12 @@ bool makeFile(const QString& path, const Format& format) {
         "aevalsrc=0.15*sin(2*PI*220*t)+0.1*sin(2*PI*277.2*t*(1+0.002*sin(2*PI*0.3*t)))+0.1*sin(2*PI*329.6*t)"
         "|0.15*sin(2*PI*220.5*t)+0.1*sin(2*PI*329.6*t)+0.08*sin(2*PI*440*t*(1+0.003*sin(2*PI*0.7*t)))"
         ":s=44100:d=%1").arg(seconds);
-    QStringList args{QStringLiteral("-nostdin"), QStringLiteral("-loglevel"), QStringLiteral("error"),
-                     QStringLiteral("-y"), QStringLiteral("-f"), QStringLiteral("lavfi"),
+    QStringList args{QStringLiteral("-f"), QStringLiteral("lavfi"),
                      QStringLiteral("-i"), QStringLiteral("anoisesrc=c=pink:r=44100:a=0.15:d=%1").arg(seconds),
                      QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"), chord,
                      QStringLiteral("-filter_complex"),
                      QStringLiteral("[0][1]amix=inputs=2:normalize=0,aformat=sample_rates=44100:channel_layouts=stereo")};
-    args << format.codec << path;
-    QProcess ffmpeg;
-    ffmpeg.setProcessChannelMode(QProcess::ForwardedChannels);
-    ffmpeg.start(QStringLiteral("ffmpeg"), args);
-    return ffmpeg.waitForFinished(120000) && ffmpeg.exitStatus() == QProcess::NormalExit && ffmpeg.exitCode() == 0;
+    return runFfmpeg(args << format.codec << path);
 }
 
 // Runs the event loop (blocking in it, so that the benchmark's own thread costs nothing).
@@ -190,14 +196,9 @@ private:
 
 // A 441 Hz sine of whole periods, so that two of them in a row are one continuous sine.
 bool makeTone(const QString& path, const Format& format) {
-    QStringList args{QStringLiteral("-nostdin"), QStringLiteral("-loglevel"), QStringLiteral("error"),
-                     QStringLiteral("-y"), QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+    QStringList args{QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
                      QStringLiteral("aevalsrc=0.5*sin(2*PI*441*t)|0.5*sin(2*PI*441*t):s=44100:d=2")};
-    args << format.codec << path;
-    QProcess ffmpeg;
-    ffmpeg.setProcessChannelMode(QProcess::ForwardedChannels);
-    ffmpeg.start(QStringLiteral("ffmpeg"), args);
-    return ffmpeg.waitForFinished(60000) && ffmpeg.exitStatus() == QProcess::NormalExit && ffmpeg.exitCode() == 0;
+    return runFfmpeg(args << format.codec << path);
 }
 
 // Plays `tone` twice in a row, the second time either opened when the first has finished or

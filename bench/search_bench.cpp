@@ -179,16 +179,9 @@ std::unique_ptr<Library> build(int size) {
 QStringList makeQueries(const QList<TrackRef>& tracks, int words, int letters, int count, std::uint64_t seed) {
     QStringList queries;
     std::uint64_t state = seed;
-    const auto random = [&state](qsizetype n) {
-        state = state * 6364136223846793005ull + 1442695040888963407ull;
-        return qsizetype((state >> 33) % std::uint64_t(n));
-    };
+    const auto random = [&state](qsizetype n) { return LibraryGenerator::draw(state, n); };
     while (queries.size() < count) {
-        const TrackRef& track = tracks[random(tracks.size())];
-        QSet<QString> found;
-        for (const QString* text : {&track->title, &track->artist, &track->album}) sonvale::insertTokens(*text, found);
-        QStringList candidates(found.begin(), found.end());
-        candidates.sort();
+        const QStringList candidates = LibraryGenerator::tagTokens(*tracks[random(tracks.size())]);
         QSet<QString> prefixes;
         for (int attempt = 0; attempt < 20 && prefixes.size() < words; ++attempt) {
             prefixes.insert(candidates[random(candidates.size())].left(letters));

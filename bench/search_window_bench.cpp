@@ -20,12 +20,10 @@
 #include "SearchBox.h"
 #include "SearchController.h"
 #include "SearchResultsModel.h"
-#include "Tokenizer.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QLineEdit>
-#include <QSet>
 #include <QTableView>
 #include <QTemporaryDir>
 #include <QTest>
@@ -68,16 +66,9 @@ QList<TrackRef> buildLibrary(DB& db, int count) {
 QStringList typedQueries(const QList<TrackRef>& tracks, int count) {
     QStringList queries;
     std::uint64_t state = 7;
-    const auto random = [&state](qsizetype n) {
-        state = state * 6364136223846793005ull + 1442695040888963407ull;
-        return qsizetype((state >> 33) % std::uint64_t(n));
-    };
+    const auto random = [&state](qsizetype n) { return LibraryGenerator::draw(state, n); };
     while (queries.size() < count) {
-        const TrackRef& track = tracks[random(tracks.size())];
-        QSet<QString> found;
-        for (const QString* text : {&track->title, &track->artist, &track->album}) sonvale::insertTokens(*text, found);
-        QStringList words(found.begin(), found.end());
-        words.sort();
+        const QStringList words = LibraryGenerator::tagTokens(*tracks[random(tracks.size())]);
         if (words.size() < 2) continue;
         const QString first = words[random(words.size())];
         QString second = words[random(words.size())];
