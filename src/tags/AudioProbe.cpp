@@ -1,6 +1,7 @@
 #include "AudioProbe.h"
 
 #include <QFile>
+#include <QtGlobal>
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -46,7 +47,12 @@ const FFmpeg* ffmpeg() {
                            bind(format, "avformat_close_input", functions.closeInput) &&
                            bind(util, "av_rescale_q", functions.rescale) &&
                            bind(util, "av_log_set_level", functions.setLogLevel);
-        if (!bound) return std::nullopt;
+        if (!bound) {
+            // Said once: the files that need the probe are then stored without their length.
+            const char* why = ::dlerror();
+            qWarning("Cannot load libavformat: %s", why ? why : "a function is missing");
+            return std::nullopt;
+        }
         // Bad and odd files are expected; the program reports what matters itself.
         functions.setLogLevel(AV_LOG_QUIET);
         return functions;
